@@ -1,0 +1,41 @@
+#ifndef VESK_VESK_H
+#define VESK_VESK_H
+
+/*
+ * libvesk, the runtime library of a TR-069 (CWMP) device-management agent. This header includes
+ * all others except <vesk/log_names.h>, which can clash with <syslog.h>.
+ *
+ * Conventions that hold wherever a comment does not say otherwise:
+ *
+ * Null       Arguments are not checked. A pointer may be null only where its comment says so.
+ * Results    Functions that can fail give a `vk_error`, 0 for success; constructors give the
+ *            record or null. Most failures are logged by the function that meets them: do not log
+ *            them again.
+ * Outputs    Written on success only.
+ * Failure    A call that failed has changed nothing.
+ * Texts      Are zero-terminated bytes. No encoding is assumed; names are compared byte by byte.
+ * Sizes      Are in bytes and do not count a text's terminator, unless a buffer's size is meant.
+ * Ownership  "the caller's": the caller makes and releases it. "taken over": the library releases
+ *            it from now on. "borrowed": the library keeps the pointer and neither copies nor
+ *            releases what it points at, which must live as long as the record that holds it.
+ * Threads    The library starts none and locks nothing. Its process-wide state (heaps, "gta", the
+ *            log, the module context, the random seed) belongs to one thread; a record belongs to
+ *            one thread at a time.
+ * Callbacks  Must return; they must neither throw nor jump out.
+ */
+
+#include <vesk/base.h>
+#include <vesk/binary.h>
+#include <vesk/datetime.h>
+#include <vesk/error.h>
+#include <vesk/log.h>
+#include <vesk/mm/gta.h>
+#include <vesk/mm/heap.h>
+#include <vesk/mm/stack.h>
+#include <vesk/module.h>
+#include <vesk/path.h>
+#include <vesk/random.h>
+#include <vesk/stream.h>
+#include <vesk/string.h>
+
+#endif

@@ -1,0 +1,3 @@
+#include "vesk/module.h"
+
+vk_module_context* vk_module_ctx = nullptr;

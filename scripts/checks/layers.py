@@ -1,0 +1,92 @@
+"""Holds the include lines of the library against the table of floors in docs/architecture.md."""
+
+import fnmatch
+import pathlib
+import re
+import sys
+
+ROW = re.compile(r"^\| *(\d+) *\|[^|]*\|([^|]*)\|")
+INCLUDE = re.compile(r'^\s*#\s*include\s*(["<])([^">]+)[">]', re.MULTILINE)
+STANDARD_IN_PUBLIC = {"stdbool.h", "stddef.h", "stdint.h"}
+
+
+def read_floors():
+    rows = []
+    for line in pathlib.Path("docs/architecture.md").read_text().splitlines():
+        if match := ROW.match(line):
+            rows += [(pattern, int(match[1])) for pattern in re.findall(r"`([^`]+)`", match[2])]
+    return rows
+
+
+def floor_of(path, rows):
+    floors = [floor for pattern, floor in rows if fnmatch.fnmatchcase(path, pattern)]
+    return floors[0] if len(floors) == 1 else None
+
+
+def project_file(name):
+    """The path of an included project file, or None for a header of the system."""
+    if name.startswith("vesk/"):
+        return "include/" + name
+    return name if name.startswith("lib/") else None
+
+
+def check_style(path, bracket, name, target):
+    public = path.startswith("include/")
+    if target is None:
+        if bracket == '"':
+            yield f'{path}: "{name}" is not an include of the form "lib/..." or "vesk/..."'
+        elif public and name not in STANDARD_IN_PUBLIC:
+            yield f"{path}: a public header includes <{name}>"
+    elif public and (bracket == '"' or target.startswith("lib/")):
+        yield f"{path}: a public header includes other headers as <vesk/...> only"
+
+
+def find_circle(graph):
+    done, path = set(), []
+
+    def visit(node):
+        if node in path:
+            return path[path.index(node):] + [node]
+        if node in done:
+            return None
+        path.append(node)
+        for target in graph.get(node, ()):
+            if circle := visit(target):
+                return circle
+        path.pop()
+        done.add(node)
+        return None
+
+    for start in graph:
+        if circle := visit(start):
+            return circle
+    return None
+
+
+def main():
+    rows = read_floors()
+    files = sorted(str(path) for folder in ("include", "lib")
+                   for path in pathlib.Path(folder).rglob("*") if path.suffix in (".h", ".cc"))
+    problems, graph, count = [], {}, 0
+    for path in files:
+        floor = floor_of(path, rows)
+        if floor is None:
+            problems.append(f"{path}: stands in no row of the table, or in several")
+            continue
+        for bracket, name in INCLUDE.findall(pathlib.Path(path).read_text()):
+            target = project_file(name)
+            problems += check_style(path, bracket, name, target)
+            if target is None:
+                continue
+            count += 1
+            graph.setdefault(path, []).append(target)
+            target_floor = floor_of(target, rows)
+            if target_floor is None or target_floor > floor:
+                problems.append(f"{path}: floor {floor} includes {target}, floor {target_floor}")
+    if circle := find_circle(graph):
+        problems.append("circle: " + " -> ".join(circle))
+    print("\n".join(problems) or f"{len(files)} files, {count} includes")
+    return bool(problems)
+
+
+sys.exit(main())
