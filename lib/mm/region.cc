@@ -105,6 +105,7 @@ char* end_object(vk_mm_region& region) {
   if (region.next_free == object) region.empty_object = 1;
   region.next_free += std::min(padding(region.next_free), room(region));
   region.object = region.next_free;
+  region.dropped = 0;
   return object;
 }
 

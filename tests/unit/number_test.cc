@@ -130,9 +130,7 @@ TYPED_TEST(Number, StopsAtTheFirstCharacterThatIsNoDigit) {
 
 TYPED_TEST(Number, Is0AndStopsAtTheBeginningWithoutDigits) {
   for (const char* const text : {"", " ", " \t\n", "-", "+", "  -", "+-5", "-+5", "--5", "- 5", "x",
-                                 " x5", ".5", "/", ":", "\xA0\x35",
-                                 "\x01"
-                                 "5"}) {
+                                 " x5", ".5", "/", ":", "\xA0\x35", "\0015"}) {
     SCOPED_TRACE(text);
     EXPECT_EQ(TypeParam::read(text), TypeParam::reading(0, 0));
   }

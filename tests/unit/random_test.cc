@@ -128,16 +128,16 @@ TEST_F(Random, IsTheNumberOfTheBucketThatTheDrawFallsInto) {
 
 TEST_F(Random, DrawsAgainWhileTheDrawLiesAboveTheLastBucket) {
   struct Row {
-    uint32_t bound;
     std::deque<int> drawn;
+    uint32_t bound;
     uint32_t result;
   };
   const Row rows[] = {
-      {3, {2147483646, kLargest, 5}, 0},
-      {10, {2147483640, 2147483647, 2147483639}, 9},
-      {10, {2147483641, 2147483645, 2147483646, 214748364}, 1},
-      {0x40000001, {0x40000001, kLargest, 7}, 7},
-      {kLargest, {kLargest, 0}, 0},
+      {{2147483646, kLargest, 5}, 3, 0},
+      {{2147483640, 2147483647, 2147483639}, 10, 9},
+      {{2147483641, 2147483645, 2147483646, 214748364}, 10, 1},
+      {{0x40000001, kLargest, 7}, 0x40000001, 7},
+      {{kLargest, 0}, kLargest, 0},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.bound);

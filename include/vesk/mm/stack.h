@@ -14,7 +14,7 @@
  *     char *text = vk_mm_stack_grow_finish(stack);
  *
  * A growing object must be finished before anything else is taken from the same stack: a block or
- * text asked for meanwhile begins with the grown bytes and ends the object.
+ * text asked for meanwhile begins where the object does, takes the grown bytes in, and ends it.
  *
  * Finished objects and formatted texts carry no owner word: never pass them to `vk_free`. Blocks
  * from `vk_alloc` carry one as always, and freeing them is allowed and does nothing.
@@ -41,7 +41,7 @@ typedef struct vk_mm_region {
   char *next_free;      /**< where it ends: the next free byte */
   char *limit;          /**< the end of the chunk in use */
   uint8_t empty_object; /**< non-zero if the chunk in use may hold a finished empty object */
-  uint8_t dropped;      /**< non-zero from when the growing object was lost until it is finished */
+  uint8_t dropped;      /**< non-zero from when the growing object was lost until it ends */
 } vk_mm_region;
 
 /** The record of a stack. */
@@ -73,7 +73,7 @@ VK_API int vk_mm_stack_clear(vk_allocator *stack);
  * chunk can be had the whole object is lost, and `vk_mm_stack_grow_finish` says so.
  *
  * @param stack from `vk_mm_stack_new` or `vk_gta`
- * @param bytes what to append
+ * @param bytes what to append; not in the growing object itself
  * @param count how many bytes
  */
 VK_API void vk_mm_stack_grow(vk_allocator *stack, const void *bytes, size_t count);

@@ -35,7 +35,7 @@ TEST_F(StackAlloc, TakesObjectsOfTheChunkInUseWithoutAskingForMemory) {
 
 TEST_F(StackAlloc, BeginsEachObjectAtTheFirstAlignedAddressBehindTheOneBefore) {
   const char* before = take(0);
-  for (std::size_t size = 0; size < 70; ++size) {
+  for (std::size_t size = 0; size < 50; ++size) {
     SCOPED_TRACE(size);
     const char* const object = take(size);
     const char* const next = take(1);

@@ -62,6 +62,13 @@ TEST_F(StackGrowInVain, LeavesTheStackUsable) {
   EXPECT_THAT(vk_alloc(stack(), 50000), NotNull());
 }
 
+TEST_F(StackGrowInVain, IsOverWhenABlockEndsTheObject) {
+  grow_in_vain(std::string(kChunkSize, 'x'));
+  ASSERT_THAT(vk_alloc(stack(), 8), NotNull());
+  grow("next");
+  EXPECT_EQ(finish_text(), "next");
+}
+
 TEST_F(StackGrowInVain, LeavesFinishedObjectsAsTheyAre) {
   const char* const held = vk_mm_stack_printf(stack(), "held");
   grow("lost");

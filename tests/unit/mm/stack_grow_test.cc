@@ -208,7 +208,7 @@ TEST_F(StackGrow, FinishDoesNotTerminateTheObject) {
 }
 
 TEST_F(StackGrow, FinishLetsTheNextObjectBeginAtTheNextAlignedAddress) {
-  for (std::size_t size = 1; size < 70; ++size) {
+  for (std::size_t size = 1; size < 50; ++size) {
     SCOPED_TRACE(size);
     grow(std::string(size, 'x'));
     const std::uintptr_t end = address(finish()) + size;
