@@ -16,5 +16,8 @@ install(FILES ${PROJECT_SOURCE_DIR}/cmake/vesk-config.cmake
               ${PROJECT_BINARY_DIR}/vesk-config-version.cmake
         DESTINATION ${package_dir})
 
+# The installed tree may be moved: vesk.pc finds everything from its own place.
+file(RELATIVE_PATH VESK_PC_TO_PREFIX
+     ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 configure_file(${PROJECT_SOURCE_DIR}/cmake/vesk.pc.in ${PROJECT_BINARY_DIR}/vesk.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/vesk.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

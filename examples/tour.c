@@ -99,6 +99,52 @@ static void show_datetimes(void) {
   }
 }
 
+static int32_t show_leaf(vk_value *value, void *context) {
+  (void)context;
+  if (value->type != VK_TYPE_OBJECT) {
+    vk_stream_printf(&out.stream, "  %-12s %-12s ", value->id, vk_type_to_string(value->type));
+    vk_value_write(&out.stream, value);
+    vk_stream_printf(&out.stream, "\n");
+  }
+  return 0;
+}
+
+static void show_path(const char *path, vk_path_tree *node, void *context) {
+  (void)context;
+  if (node->first_child == NULL) vk_stream_printf(&out.stream, "  %s\n", path);
+}
+
+/* A host of the gateway's table, as a management server would see it. */
+static vk_value *new_host(const char *address, const char *lease) {
+  vk_value *host = vk_object_new_with_policy(vk_default_allocator(), VK_POLICY_ORDERED);
+  if (host == NULL || vk_object_set_string(host, "IPAddress", address) != VK_EOK ||
+      vk_object_set_bool(host, "Active", 1) != VK_EOK) {
+    vk_value_delete(host);
+    return NULL;
+  }
+  vk_value *remaining = vk_object_init_item(host, "LeaseTime");
+  if (remaining != NULL) vk_value_set_from_string(remaining, VK_TYPE_INT, lease);
+  return host;
+}
+
+static void show_values(void) {
+  headline("Values are typed trees");
+  vk_value *before = new_host("192.168.1.7", "3600");
+  vk_value *now = new_host("192.168.1.7", "1800");
+  if (before != NULL && now != NULL) {
+    vk_value_enumerate(now, show_leaf, NULL);
+    headline("What differs between two of them is a set of paths");
+    vk_path_tree *differing = NULL;
+    vk_path_tree_by_diff_value(vk_default_allocator(), &differing, before, now);
+    if (differing != NULL) {
+      vk_path_tree_enumerate(differing, "Device.Hosts.Host.2", show_path, NULL);
+    }
+    vk_path_tree_free(differing);
+  }
+  vk_value_delete(before);
+  vk_value_delete(now);
+}
+
 static void show_log(void) {
   headline("Messages go to syslog");
   VK_LOG(0, VK_LOG_INFO, "the tour is nearly over");
@@ -116,6 +162,7 @@ int main(void) {
   show_paths();
   show_binaries();
   show_datetimes();
+  show_values();
   show_log();
 
   vk_gta_destroy();

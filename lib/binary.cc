@@ -1,12 +1,15 @@
 #include "vesk/binary.h"
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <span>
 #include <string_view>
+#include <utility>
 
 #include "lib/log.h"
 #include "lib/stream.h"
+#include "lib/support/owned.h"
 
 namespace vesk {
 namespace {
@@ -53,10 +56,14 @@ uint8_t base16_value(char c) {
   return static_cast<uint8_t>(c <= '9' ? c - '0' : (c | 0x20) - 'a' + 10);
 }
 
-std::size_t count_base16_digits(const char* text) {
-  std::size_t count = 0;
-  while (is_base16_digit(text[count])) ++count;
-  return count;
+bool all_base16_digits(std::string_view text) { return std::ranges::all_of(text, is_base16_digit); }
+
+using OwnedBytes = Owned<uint8_t[], vk_free>;
+
+// Null also for more bytes than a binary can count.
+OwnedBytes new_bytes(vk_allocator* allocator, std::size_t size) {
+  const bool fits = std::in_range<uint32_t>(size);
+  return OwnedBytes(fits ? static_cast<uint8_t*>(vk_alloc(allocator, size)) : nullptr);
 }
 
 // What each character from "+" to "{" stands for in base64. The last, one beyond "z", and the
@@ -181,27 +188,23 @@ void vk_binary_write_base64(vk_stream* stream, const vk_binary* binary) {
 }
 
 vk_error vk_binary_from_base16(vk_binary* binary, const char* text, vk_allocator* allocator) {
-  const std::size_t digits = vesk::count_base16_digits(text);
-  if (text[digits] != '\0' || digits % 2 != 0) return VK_EINVAL;
-  const std::size_t length = digits / 2;
-  auto* const data = static_cast<uint8_t*>(vk_alloc(allocator, length));
+  const std::size_t digits = std::strlen(text);
+  if (digits % 2 != 0 || !vesk::all_base16_digits({text, digits})) return VK_EINVAL;
+  vesk::OwnedBytes data = vesk::new_bytes(allocator, digits / 2);
   if (data == nullptr) return VK_ENOMEM;
-  for (std::size_t i = 0; i < length; ++i) {
+  for (std::size_t i = 0; i < digits / 2; ++i) {
     data[i] = static_cast<uint8_t>(vesk::base16_value(text[2 * i]) << 4 |
                                    vesk::base16_value(text[2 * i + 1]));
   }
-  vk_binary_init(binary, data, static_cast<uint32_t>(length));
+  vk_binary_init(binary, data.release(), static_cast<uint32_t>(digits / 2));
   return VK_EOK;
 }
 
 vk_error vk_binary_from_base64(vk_binary* binary, const char* text, vk_allocator* allocator) {
-  auto* const data = static_cast<uint8_t*>(vk_alloc(allocator, std::strlen(text) / 4 * 3 + 1));
+  vesk::OwnedBytes data = vesk::new_bytes(allocator, std::strlen(text) / 4 * 3 + 1);
   if (data == nullptr) return VK_ENOMEM;
-  vesk::Base64Reader reader(data);
-  if (!reader.read(text)) {
-    vk_free(data);
-    return VK_EINVAL;
-  }
-  vk_binary_init(binary, data, reader.length());
+  vesk::Base64Reader reader(data.get());
+  if (!reader.read(text)) return VK_EINVAL;
+  vk_binary_init(binary, data.release(), reader.length());
   return VK_EOK;
 }

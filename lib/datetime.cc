@@ -23,8 +23,10 @@ constexpr uint32_t kNoUptime = UINT32_MAX;
 uint32_t read_microseconds(const char*& text) {
   uint32_t usec = 0;
   int digits = 0;
-  for (; *text >= '0' && *text <= '9'; ++text, ++digits) {
-    if (digits < 6) usec = usec * 10 + static_cast<uint32_t>(*text - '0');
+  for (; *text >= '0' && *text <= '9'; ++text) {
+    if (digits == 6) continue;
+    usec = usec * 10 + static_cast<uint32_t>(*text - '0');
+    ++digits;
   }
   for (; digits < 6; ++digits) usec *= 10;
   return usec;

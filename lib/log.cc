@@ -39,7 +39,7 @@ void switch_to_facility_of(int category) {
 // The last byte of the buffer is for the terminator that ends the message.
 vk_error append(vk_stream*, const void* bytes, uint32_t count) {
   const uint32_t kept = std::min(count, LogState::kCapacity - log_state.length);
-  std::memcpy(&log_state.text[log_state.length], bytes, kept);
+  if (kept != 0) std::memcpy(&log_state.text[log_state.length], bytes, kept);
   log_state.length += kept;
   return VK_EOK;
 }

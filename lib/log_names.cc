@@ -1,7 +1,10 @@
-#include "vesk/log_names.h"
+#include "lib/log_names.h"
 
-// <syslog.h> must not be included here, since it can define the same tables: the numbers are those
-// that every libc has (RFC 5424, sections 6.2.1; facilities shifted left by 3).
+#include <iterator>
+
+// Plain numbers, since <syslog.h> can define the same tables: facilities and severities of RFC
+// 5424, section 6.2.1, the facilities shifted left by 3. "none" and "mark" are no codes of
+// messages.
 
 const vk_log_name prioritynames[] = {
     {"alert", 1}, {"crit", 2},    {"debug", 7},   {"emerg", 0},  {"err", 3},
@@ -16,3 +19,10 @@ const vk_log_name facilitynames[] = {
     {"local1", 0x88},   {"local2", 0x90},   {"local3", 0x98}, {"local4", 0xA0}, {"local5", 0xA8},
     {"SYS", 0xB0},      {"CRM", 0xB8},      {nullptr, -1},
 };
+
+static_assert(std::size(facilitynames) == vesk::kFacilityCount);
+
+extern "C" {
+extern const vk_log_name vesk_own_facilitynames[vesk::kFacilityCount]
+    __attribute__((alias("facilitynames")));
+}

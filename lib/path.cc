@@ -1,4 +1,4 @@
-#include "vesk/path.h"
+#include "lib/path.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -77,9 +77,9 @@ uint32_t vk_path_roam_init(vk_path_roam* roam, const char* text) {
 
 bool vk_path_roam_end(const vk_path_roam* roam) { return roam->node_length == 0; }
 
-const char* vk_path_roam_current_node(const vk_path_roam* roam) { return roam->node; }
+char* vk_path_roam_current_node(vk_path_roam* roam) { return roam->node; }
 
-const char* vk_path_roam_next(vk_path_roam* roam) {
+char* vk_path_roam_next(vk_path_roam* roam) {
   if (vk_path_roam_end(roam)) return nullptr;
   roam->position += roam->node_length;
   if (*roam->position != '\0') ++roam->position;
@@ -123,13 +123,11 @@ vk_error vk_path_node2str(const vk_path_node* first, char* buffer, std::size_t s
   return VK_EOK;
 }
 
-vk_path_node* vk_path_node_seek_prefix(vk_path_node* first, const char* prefix) {
-  vk_path_roam roam;
-  vk_path_roam_init(&roam, prefix);
-  vk_path_node* node = first;
-  for (; !vk_path_roam_end(&roam); vk_path_roam_next(&roam)) {
-    if (node == nullptr || std::strcmp(node->name, roam.node) != 0) return nullptr;
+vk_path_node* vk_path_node_seek_prefix(const vk_path_node* first, const char* prefix) {
+  const vk_path_node* node = first;
+  for (vesk::PathText path(prefix); !path.at_end(); path.next()) {
+    if (node == nullptr || std::strcmp(node->name, path.name()) != 0) return nullptr;
     node = node->next;
   }
-  return node;
+  return const_cast<vk_path_node*>(node);
 }

@@ -5,11 +5,14 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <utility>
 
 namespace {
 
 vk_error put_by_writing(vk_stream* stream, const char* text) {
-  return stream->write(stream, text, static_cast<uint32_t>(std::strlen(text)));
+  const std::size_t length = std::strlen(text);
+  if (!std::in_range<uint32_t>(length)) return VK_EINVAL;
+  return stream->write(stream, text, static_cast<uint32_t>(length));
 }
 
 }  // namespace

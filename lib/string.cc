@@ -25,7 +25,7 @@ bool has_room(const vk_string& string, std::size_t count) {
 
 // Copies what is there and the new bytes to a new block, and only then gives up the old block, in
 // which the new bytes may lie.
-vk_error add_in_new_block(vk_string& string, const void* data, std::size_t count) {
+[[nodiscard]] vk_error add_in_new_block(vk_string& string, const void* data, std::size_t count) {
   const uint32_t capacity = grown_capacity(string, count);
   auto* const buf =
       capacity == 0 ? nullptr : static_cast<char*>(vk_alloc(string.allocator, capacity));
@@ -38,7 +38,7 @@ vk_error add_in_new_block(vk_string& string, const void* data, std::size_t count
   return VK_EOK;
 }
 
-vk_error add_bytes(vk_string& string, const void* data, std::size_t count) {
+[[nodiscard]] vk_error add_bytes(vk_string& string, const void* data, std::size_t count) {
   if (!has_room(string, count)) return add_in_new_block(string, data, count);
   if (count != 0) std::memmove(string.buf + string.length, data, count);
   return VK_EOK;

@@ -1,8 +1,13 @@
 # shellcheck shell=bash
 # Sourced by the other scripts.
 
+# as_root COMMAND...: as it is for root, otherwise through sudo.
+as_root() {
+  if ((EUID == 0)); then "$@"; else sudo "$@"; fi
+}
+
 # need_packages PACKAGE...: installs the Debian packages that are missing, as root or through sudo.
-# Where neither is possible it names them and ends the script.
+# Where that is not possible it names them and ends the script.
 need_packages() {
   local package
   local missing=()
@@ -12,17 +17,11 @@ need_packages() {
   done
   ((${#missing[@]})) || return 0
 
-  local as_root=()
-  if ((EUID != 0)); then
-    as_root=(sudo)
-    if ! command -v sudo >/dev/null; then
-      echo "These Debian packages are missing: ${missing[*]}" >&2
-      echo "Install them as root: apt-get install ${missing[*]}" >&2
-      exit 1
-    fi
-  fi
   echo "Installing ${missing[*]}"
-  "${as_root[@]}" apt-get update -qq
-  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
-    apt-get install -qq --yes --no-install-recommends "${missing[@]}" >/dev/null
+  if ! { as_root apt-get update -qq && as_root env DEBIAN_FRONTEND=noninteractive \
+    apt-get install -qq --yes --no-install-recommends "${missing[@]}" >/dev/null; }; then
+    echo "These Debian packages are missing and could not be installed: ${missing[*]}" >&2
+    echo "Install them as root: apt-get install ${missing[*]}" >&2
+    exit 1
+  fi
 }

@@ -26,9 +26,12 @@
  */
 #define VK_MAGIC_HEAP UINT32_C(0x37E9B021)      /**< `heap_magic` of a `vk_mm_heap` */
 #define VK_MAGIC_STACK UINT32_C(0x37E9B061)     /**< `stack_magic` of a `vk_mm_stack` */
+#define VK_MAGIC_PATH_NAME UINT32_C(0x37E9B121) /**< `name_magic` of a `vk_path_tree` */
 #define VK_MAGIC_STRING UINT32_C(0x37E9B161)    /**< `vk_string` */
 #define VK_MAGIC_BINARY UINT32_C(0x37E9B1A1)    /**< `vk_binary` */
+#define VK_MAGIC_PATH_TREE UINT32_C(0x37E9B1E1) /**< `node_magic` of a `vk_path_tree` */
 #define VK_MAGIC_ALLOCATOR UINT32_C(0x37E9B2A1) /**< `vk_allocator` */
+#define VK_MAGIC_VALUE UINT32_C(0x37E9B321)     /**< `vk_value` */
 #define VK_MAGIC_STREAM UINT32_C(0x37E9B3E1)    /**< `vk_stream` */
 #define VK_MAGIC_DEAD UINT32_C(0xDEADBEAF)      /**< any record after its destruction */
 

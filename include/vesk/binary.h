@@ -48,7 +48,8 @@ VK_API uint8_t *vk_binary_data(const vk_binary *binary);
 VK_API void vk_binary_init(vk_binary *binary, uint8_t *data, uint32_t len);
 
 /**
- * Marks a binary as dead and frees its buffer. Its fields keep their values.
+ * Marks a binary as dead and frees its buffer. `len` and `data` keep their values, but what `data`
+ * points at is gone.
  *
  * @param binary an initialised binary
  */

@@ -80,7 +80,8 @@ VK_API uint32_t vk_datetime_get_monotonic(void);
 
 /**
  * Fills in the present time: absolute, or relative if the device's clock has not been set since
- * boot, that is, if it is within 2 seconds of the uptime.
+ * boot, that is, if it is within 2 seconds of the uptime. From 2038-01-19T03:14:08Z on, 32 bits
+ * do not hold the time, and it is wrong.
  *
  * @param datetime the record to fill
  * @return 1; -1 if the uptime cannot be read, and then the time is absolute

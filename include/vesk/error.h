@@ -85,12 +85,12 @@ VK_API VK_NORETURN void vk_assert_fail(const char *file, uint32_t line, const ch
                                        const char *expression);
 
 /** Aborts the process with a located message unless the expression holds. Never compiled out. */
-#define VK_ASSERT(expression) \
-  ((expression) ? (void)0 : vk_assert_fail(__FILE__, __LINE__, __func__, #expression))
+#define VK_ASSERT(...) \
+  ((__VA_ARGS__) ? (void)0 : vk_assert_fail(__FILE__, __LINE__, __func__, #__VA_ARGS__))
 
 /** The same for what came in from outside: a record, a type, a message. Never compiled out. */
-#define VK_VALIDATE(expression) \
-  ((expression) ? (void)0 : vk_type_invalid_fail(#expression, __FILE__, __LINE__))
+#define VK_VALIDATE(...) \
+  ((__VA_ARGS__) ? (void)0 : vk_type_invalid_fail(#__VA_ARGS__, __FILE__, __LINE__))
 
 #ifdef __cplusplus
 }

@@ -13,7 +13,8 @@
  * the program's choice.
  *
  * Logging never fails, allocates nothing, and belongs to one thread: nothing is locked. The
- * connection to syslog is opened by the first message.
+ * connection to syslog is opened by the first message and is the library's from then on: a program
+ * that calls openlog, closelog or syslog itself shares identity and facility with it.
  */
 
 #include <vesk/stream.h>
@@ -33,7 +34,9 @@ extern "C" {
 
 /**
  * Appends to the message being built, so that whatever writes to a stream can write into the log.
- * Null before the first message. Bytes beyond the message's room are dropped without an error.
+ * Null before the first message. Bytes beyond the message's room are dropped without an error. A
+ * format that fails or gives 512 characters or more sets the stream's `error`, which stays from one
+ * message to the next and silences the stream: set it to 0 yourself.
  */
 extern VK_API vk_stream *vk_log_stream;
 
@@ -79,6 +82,17 @@ VK_API int vk_log_printf(const char *format, ...) VK_PRINTF(1, 2);
 
 /** Ends the message being built and sends it to syslog. */
 VK_API void vk_log_end_message(void);
+
+/**
+ * Chooses the facilities of the categories, from their next messages on.
+ *
+ * @param text up to three names of `facilitynames`, separated by commas, for the categories 0, 1
+ *             and 2; empty fields are skipped. A category without a name gets that of category 0.
+ *             A copy of the text is left on "gta".
+ * @return `VK_EOK`; `VK_EINVAL`, logged, for an unknown name, and then the categories before it
+ *         have their new facilities; `VK_ENOMEM` if the text could not be copied
+ */
+VK_API vk_error vk_log_facility_config(const char *text);
 
 #ifdef __cplusplus
 }

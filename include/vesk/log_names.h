@@ -4,8 +4,8 @@
 /*
  * The names of syslog's priorities and facilities, for reading them from configuration.
  *
- * `vesk.h` leaves this header out, because <syslog.h> can define the same two names (with
- * SYSLOG_NAMES): a source file includes one or the other.
+ * `vesk.h` leaves this header out, because <syslog.h> defines the same two names where SYSLOG_NAMES
+ * is defined: such a source file cannot include both.
  */
 
 #include <vesk/base.h>

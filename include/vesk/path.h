@@ -33,7 +33,8 @@ struct vk_path_node {
 /** The longest component that a walker copies whole, without the terminator. */
 #define VK_PATH_COMPONENT_MAX 4096
 
-/** A walk over a path text, normally on the caller's stack; begun with `vk_path_roam_init`. */
+/** A walk over a path text, normally on the caller's stack, of which it takes about 4 KiB; begun
+ * with `vk_path_roam_init`. */
 typedef struct vk_path_roam {
   const char *start;    /**< the walked text; borrowed, or a constant if it is empty */
   uint8_t partial;      /**< 1 if the text is not empty and ends in ".", otherwise 0 */
@@ -54,9 +55,9 @@ VK_API bool vk_path_is_partial(const char *text);
 
 /**
  * Reads a component as an instance number. Sets `errno` to 0, or to ERANGE for a number that does
- * not fit 32 bits.
+ * not fit 32 bits; so does everything that walks a path text.
  *
- * @param text one component, or null
+ * @param text one component, or null, which leaves `errno` alone
  * @return the number, or 0 if the component is none
  */
 VK_API uint32_t vk_path_str_to_index(const char *text);
@@ -84,7 +85,7 @@ VK_API bool vk_path_roam_end(const vk_path_roam *roam);
  * @param roam a walker
  * @return its text in the walker, valid until the next step; empty when the walk is over
  */
-VK_API const char *vk_path_roam_current_node(const vk_path_roam *roam);
+VK_API char *vk_path_roam_current_node(vk_path_roam *roam);
 
 /**
  * Steps to the next component.
@@ -93,7 +94,7 @@ VK_API const char *vk_path_roam_current_node(const vk_path_roam *roam);
  * @return the component's text in the walker, empty if that was the last; null, with nothing
  *         changed, if the walk was over already
  */
-VK_API const char *vk_path_roam_next(vk_path_roam *roam);
+VK_API char *vk_path_roam_next(vk_path_roam *roam);
 
 /**
  * Gives what follows the current component and its separator. Call it only where more follows: on
@@ -145,14 +146,15 @@ VK_API vk_error vk_path_node2str(const vk_path_node *first, char *buffer, size_t
                                  char separator);
 
 /**
- * Finds what follows a prefix. Names are compared as texts: "02" is not "2".
+ * Finds what follows a prefix. Names are compared as texts: "02" is not "2". A component of the
+ * prefix that is longer than `VK_PATH_COMPONENT_MAX` is compared as it is cut.
  *
  * @param first  the first component; null for an empty path
  * @param prefix a path text; null or empty matches at once
  * @return the first component after the prefix; null if the path does not begin with the prefix
  *         or nothing follows it
  */
-VK_API vk_path_node *vk_path_node_seek_prefix(vk_path_node *first, const char *prefix);
+VK_API vk_path_node *vk_path_node_seek_prefix(const vk_path_node *first, const char *prefix);
 
 #ifdef __cplusplus
 }

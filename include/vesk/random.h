@@ -2,8 +2,9 @@
 #define VESK_RANDOM_H
 
 /*
- * Random numbers for timers and back-off. They come from libc's rand, seeded with the uptime on
- * first use: never use them for keys or anything that must not be guessed.
+ * Random numbers for timers and back-off. They come from libc's rand, which is seeded with the
+ * uptime on first use, whatever the program seeded it with: never use them for keys or anything
+ * that must not be guessed.
  */
 
 #include <vesk/base.h>

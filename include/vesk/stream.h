@@ -32,8 +32,8 @@ typedef vk_error (*vk_stream_puts_fn)(vk_stream *stream, const char *text);
 struct vk_stream {
   vk_stream_write_fn write; /**< the owner's writer; null after `vk_stream_destroy` */
   vk_stream_puts_fn puts;   /**< the owner's text writer, or the default, which calls `write` */
-  vk_error error;           /**< `VK_EOK` until something failed; then the first failure */
-  uint32_t magic;           /**< `VK_MAGIC_STREAM`, or `VK_MAGIC_DEAD` once destroyed */
+  vk_error error; /**< `VK_EOK`, or a failure, which may be a raw `errno` (`vk_stream_printf`) */
+  uint32_t magic; /**< `VK_MAGIC_STREAM`, or `VK_MAGIC_DEAD` once destroyed */
 };
 
 /**

@@ -9,8 +9,8 @@
  *
  * Null       Arguments are not checked. A pointer may be null only where its comment says so.
  * Results    Functions that can fail give a `vk_error`, 0 for success; constructors give the
- *            record or null. Most failures are logged by the function that meets them: do not log
- *            them again.
+ *            record or null. Exhausted memory is always logged, any other failure where a comment
+ *            says so: do not log these again.
  * Outputs    Written on success only.
  * Failure    A call that failed has changed nothing.
  * Texts      Are zero-terminated bytes. No encoding is assumed; names are compared byte by byte.
@@ -34,8 +34,26 @@
 #include <vesk/mm/stack.h>
 #include <vesk/module.h>
 #include <vesk/path.h>
+#include <vesk/path_tree.h>
+#include <vesk/path_tree_diff.h>
 #include <vesk/random.h>
 #include <vesk/stream.h>
 #include <vesk/string.h>
+#include <vesk/value/array.h>
+#include <vesk/value/attribute.h>
+#include <vesk/value/by_path.h>
+#include <vesk/value/compare.h>
+#include <vesk/value/copy.h>
+#include <vesk/value/copy_by_tree.h>
+#include <vesk/value/enumerate.h>
+#include <vesk/value/leaf.h>
+#include <vesk/value/member.h>
+#include <vesk/value/merge.h>
+#include <vesk/value/node.h>
+#include <vesk/value/object.h>
+#include <vesk/value/prototype.h>
+#include <vesk/value/text.h>
+#include <vesk/value/type.h>
+#include <vesk/value/writer.h>
 
 #endif

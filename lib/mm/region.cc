@@ -122,7 +122,6 @@ void region_release(vk_mm_region& region) {
     chunk_delete(chunk);
     chunk = prev;
   }
-  region.chunk = nullptr;
 }
 
 char* region_take(vk_mm_region& region, std::size_t size) {

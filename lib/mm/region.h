@@ -18,14 +18,14 @@ namespace vesk {
 
 /// Begins a region with one chunk. False if that could not be had; the region is usable all the
 /// same.
-bool region_begin(vk_mm_region& region);
+[[nodiscard]] bool region_begin(vk_mm_region& region);
 
 /// Gives all chunks back. The region must be begun again before it is used again.
 void region_release(vk_mm_region& region);
 
 /// Takes `size` bytes at the end of the growing object, which they end, even one that was dropped.
 /// Gives the object's beginning, or null, with nothing changed, if no chunk could be had.
-char* region_take(vk_mm_region& region, std::size_t size);
+[[nodiscard]] char* region_take(vk_mm_region& region, std::size_t size);
 
 /// Appends bytes to the growing object. If they find no room, the object is dropped, and so is what
 /// is appended to it until it is finished.

@@ -1,4 +1,5 @@
-"""Holds what the built library exports and needs against the kept list and the version script."""
+"""Holds what the built library exports and needs against the kept list and the version script, and
+looks each name up in the tests that are written in C."""
 
 import pathlib
 import re
@@ -14,13 +15,22 @@ def output(*command):
 
 
 def exported(library):
+    """Kind and name of every exported symbol; the node of the version script goes without."""
     symbols = [line.split() for line in output("nm", "-D", "--defined-only", library).splitlines()]
-    return {f"{KINDS.get(kind, kind)} {name.split('@')[0]}" for _, kind, name in symbols
+    return {f"{KINDS.get(kind, kind)} {name.removesuffix('@@VESK_0')}" for _, kind, name in symbols
             if kind != "A"}
 
 
-def needed(library):
-    return re.findall(r"\(NEEDED\).*\[(.*)\]", output("readelf", "-d", library))
+def dynamic(library, tag):
+    return re.findall(rf"\({tag}\).*\[(.*)\]", output("readelf", "-d", library))
+
+
+def constructors(objects):
+    """The objects of the library that run code when they are loaded."""
+    paths = list(pathlib.Path(objects).rglob("*.o"))
+    assert paths, f"no objects below {objects}"
+    return [str(path) for path in paths
+            if re.search(r"\.(init_array|ctors)", output("readelf", "-SW", path))]
 
 
 def foreign_symbols(library):
@@ -35,12 +45,20 @@ def main(library):
     problems += [f"in the kept list, but not exported: {name}" for name in sorted(kept - built)]
     problems += [f"in one of version script and kept list only: {name}"
                  for name in sorted(mapped ^ {line.split()[1] for line in kept})]
-    if needed(library) != ["libc.so.6"]:
-        problems.append(f"needs {needed(library)} at run time, not libc alone")
+    called = " ".join(path.read_text() for path in KEPT.parent.glob("*.[ch]"))
+    problems += [f"not called by the tests in C: {name}"
+                 for name in sorted(mapped) if not re.search(rf"\b{name}\b *[(\[;=,-]", called)]
+    if dynamic(library, "NEEDED") != ["libc.so.6"]:
+        problems.append(f"needs {dynamic(library, 'NEEDED')} at run time, not libc alone")
+    if dynamic(library, "SONAME") != ["libvesk.so.0"]:
+        problems.append(f"has the soname {dynamic(library, 'SONAME')}")
+    problems += [f"has a static constructor: {path}"
+                 for path in constructors(pathlib.Path(library).parent)]
     problems += [f"needs a symbol of the C++ run time: {name}" for name in foreign_symbols(library)]
     functions = sum(name.startswith("function") for name in built)
     print("\n".join(problems) or
-          f"{functions} functions and {len(built) - functions} objects; needs libc alone")
+          f"{functions} functions and {len(built) - functions} objects; needs libc alone, "
+          "constructs nothing when loaded")
     return bool(problems)
 
 

@@ -1,4 +1,5 @@
-"""Checks the public headers: each compiles alone, and everything in them is documented."""
+"""Checks the public headers: each compiles alone, everything in them is documented, and the place
+of every field is fixed by a test."""
 
 import json
 import pathlib
@@ -10,6 +11,7 @@ WARNINGS = ["-Wall", "-Wextra", "-Wpedantic", "-Werror", "-fsyntax-only", "-Iinc
 COMPILERS = [["gcc", "-std=c11", "-xc"], ["clang", "-std=c11", "-xc"],
              ["g++", "-std=c++17", "-xc++"], ["clang++", "-std=c++17", "-xc++"]]
 DOCUMENTED = {"FunctionDecl": "functions", "VarDecl": "objects", "FieldDecl": "fields"}
+LAYOUT = pathlib.Path("tests/interface/layout.c")
 MACRO = re.compile(r"^((?:/\*\*.*\n(?: \*.*\n)*)?)#define (VK_\w+)(.*)", re.MULTILINE)
 
 
@@ -38,7 +40,7 @@ def location(node):
 
 
 def declarations(tree, header):
-    """Every documented kind of declaration that stands in the header itself."""
+    """Every documented kind of declaration that stands in the header itself, with its parent."""
     # The tree names a file only where it differs from the one before.
     file = None
 
@@ -47,7 +49,7 @@ def declarations(tree, header):
         file = location(node).get("file", file)
         if node.get("kind") in DOCUMENTED and file == str(header) and "name" in node:
             if not any(parent["kind"] == "FunctionDecl" for parent in parents):
-                yield node
+                yield node, parents[-1].get("name")
         for inner in node.get("inner", ()):
             if "kind" in inner:
                 yield from walk(inner, parents + [node])
@@ -82,12 +84,19 @@ def macros(header):
 
 def main():
     headers = sorted(pathlib.Path("include").rglob("*.h"))
+    layout = LAYOUT.read_text()
     problems, counts = [], dict.fromkeys([*DOCUMENTED.values(), "macros"], 0)
     for header in headers:
         problems += compile_alone(header)
-        for node in declarations(syntax_tree(header), header):
+        for node, parent in declarations(syntax_tree(header), header):
             counts[DOCUMENTED[node["kind"]]] += 1
+            if node["kind"] == "FieldDecl" and f"FIELD({parent}, {node['name']}," not in layout:
+                problems.append(f"{LAYOUT}: does not fix the place of {parent}.{node['name']}")
             problems += [f"{header}: {node['name']} {gap}" for gap in gaps(node)]
+        guard = "VESK_" + re.sub(r"\W", "_", str(header.relative_to("include/vesk"))).upper()
+        for name in re.findall(r"^#define (\w+)", header.read_text(), re.MULTILINE):
+            if name != guard and not name.startswith("VK_"):
+                problems.append(f"{header}: defines {name}")
         for name, documented in macros(header):
             counts["macros"] += 1
             if not documented:

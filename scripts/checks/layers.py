@@ -19,8 +19,9 @@ def read_floors():
 
 
 def floor_of(path, rows):
-    floors = [floor for pattern, floor in rows if fnmatch.fnmatchcase(path, pattern)]
-    return floors[0] if len(floors) == 1 else None
+    """The floor of the longest pattern that matches, or None."""
+    matches = [(len(pattern), floor) for pattern, floor in rows if fnmatch.fnmatchcase(path, pattern)]
+    return max(matches)[1] if matches else None
 
 
 def project_file(name):
@@ -71,7 +72,7 @@ def main():
     for path in files:
         floor = floor_of(path, rows)
         if floor is None:
-            problems.append(f"{path}: stands in no row of the table, or in several")
+            problems.append(f"{path}: stands in no row of the table")
             continue
         for bracket, name in INCLUDE.findall(pathlib.Path(path).read_text()):
             target = project_file(name)

@@ -1,25 +1,16 @@
 /*
- * Calls the whole interface of the shared library from C, as a program outside would. The library's
- * words to syslog are caught by functions of the same names here.
+ * Calls the ground floors of the shared library's interface from C, as a program outside would. The
+ * library's words to syslog are caught by functions of the same names here.
  */
 
+#include <signal.h>
 #include <stdarg.h>
 #include <stdio.h>
-#include <string.h>
+#include <sys/wait.h>
+#include <unistd.h>
 #include <vesk/log_names.h>
-#include <vesk/vesk.h>
 
-static int checks;
-static int failures;
-
-#define CHECK(expression) check((expression), #expression, __LINE__)
-
-static void check(bool holds, const char *expression, int line) {
-  ++checks;
-  if (holds) return;
-  ++failures;
-  printf("line %d: %s does not hold\n", line, expression);
-}
+#include "check.h"
 
 static char last_message[512];
 
@@ -43,30 +34,25 @@ void syslog(int priority, const char *format, ...) {
   va_end(arguments);
 }
 
-/* A stream into a buffer. */
-struct buffer_stream {
-  vk_stream stream;
-  size_t length;
-  char text[256];
-};
-
-static vk_error buffer_write(vk_stream *stream, const void *bytes, uint32_t count) {
-  struct buffer_stream *self = (struct buffer_stream *)stream;
-  if (count >= sizeof self->text - self->length) return VK_EIO;
-  memcpy(self->text + self->length, bytes, count);
-  self->length += count;
-  self->text[self->length] = '\0';
-  return VK_EOK;
+/* Runs a check that is to abort in a process of its own. */
+static bool aborts(void (*call)(void)) {
+  int status = 0;
+  const pid_t child = fork();
+  if (child == 0) {
+    call();
+    _exit(0);
+  }
+  return waitpid(child, &status, 0) == child && WIFSIGNALED(status) && WTERMSIG(status) == SIGABRT;
 }
 
-static void buffer_init(struct buffer_stream *buffer) {
-  memset(buffer, 0, sizeof *buffer);
-  vk_stream_init(&buffer->stream, buffer_write, NULL);
-}
+static void fail_assertion(void) { vk_assert_fail("file", 1, NULL, "expression"); }
+
+static void fail_validation(void) { vk_type_invalid_fail("expression", "file", 1); }
 
 static void test_errors(void) {
-  CHECK(strcmp(vk_strerror(VK_ENOANSWER), "ENOANSWER") == 0);
+  CHECK(same(vk_strerror(VK_ENOANSWER), "ENOANSWER"));
   CHECK(vk_print_validation_fail("bad") == 23);
+  CHECK(aborts(fail_assertion) && aborts(fail_validation));
   VK_ASSERT(checks > 0);
   VK_VALIDATE(failures >= 0);
 }
@@ -75,16 +61,18 @@ static void test_streams(void) {
   struct buffer_stream buffer;
   buffer_init(&buffer);
   vk_stream_printf(&buffer.stream, "%d-%s", 7, "x");
-  CHECK(strcmp(buffer.text, "7-x") == 0);
+  CHECK(same(buffer.text, "7-x"));
   CHECK(buffer.stream.puts(&buffer.stream, "yz") == VK_EOK);
-  CHECK(strcmp(buffer.text, "7-xyz") == 0);
+  CHECK(same(buffer.text, "7-xyz"));
   vk_stream_destroy(&buffer.stream);
   CHECK(buffer.stream.magic == VK_MAGIC_DEAD);
 }
 
 static void test_log(void) {
   VK_LOG(0, VK_LOG_ERROR, "number %d", 5);
-  CHECK(strcmp(last_message, "NONE: number 5") == 0);
+  CHECK(same(last_message, "NONE: number 5"));
+  vk_log(2, VK_LOG_DEBUG, "file", 1, "function", "%s", "plain");
+  CHECK(same(last_message, "NONE: plain"));
 
   vk_module_context context = {"hosts", NULL, vk_default_allocator()};
   vk_module_ctx = &context;
@@ -92,13 +80,34 @@ static void test_log(void) {
   CHECK(vk_log_printf("%s", "a") == 8);
   vk_stream_printf(vk_log_stream, "%s", "b");
   vk_log_end_message();
-  CHECK(strcmp(last_message, "hosts: ab") == 0);
+  CHECK(same(last_message, "hosts: ab"));
   vk_module_ctx = NULL;
 }
 
+static void test_module_parameters(void) {
+  char *text = NULL;
+  uint32_t number = 0;
+  vk_value *params = vk_object_new_with_policy(vk_default_allocator(), VK_POLICY_ORDERED);
+  VK_ASSERT(params != NULL && vk_object_set_string(params, "port", "7547") == VK_EOK);
+  vk_module_context context = {"hosts", params, vk_default_allocator()};
+  vk_module_ctx = &context;
+  CHECK(vk_module_get_param_str("port", &text) == VK_EOK && same(text, "7547"));
+  CHECK(vk_module_get_param_uint("port", &number) == VK_EOK && number == 7547);
+  vk_module_ctx = NULL;
+  vk_value_delete(params);
+}
+
+static void test_log_facilities(void) {
+  VK_ASSERT(vk_gta_init() == VK_EOK);
+  CHECK(vk_log_facility_config("daemon,SYS") == VK_EOK);
+  CHECK(vk_log_facility_config("local6") == VK_EINVAL);
+  CHECK(same(last_message, "NONE: Unknown syslog facility 'local6' for category 0"));
+  vk_gta_destroy();
+}
+
 static void test_log_names(void) {
-  CHECK(strcmp(prioritynames[0].name, "alert") == 0 && prioritynames[0].value == 1);
-  CHECK(strcmp(facilitynames[20].name, "SYS") == 0 && facilitynames[20].value == 0xB0);
+  CHECK(same(prioritynames[0].name, "alert") && prioritynames[0].value == 1);
+  CHECK(same(facilitynames[20].name, "SYS") && facilitynames[20].value == 0xB0);
 }
 
 /* A kind of heap of the program's own, over the default heap. */
@@ -144,7 +153,7 @@ static void test_own_heap(void) {
   VK_ASSERT(heap != NULL);
   vk_allocator_init(heap, "counting", &counting_ops);
   char *copy = vk_strdup(heap, "text");
-  CHECK(copy != NULL && strcmp(copy, "text") == 0 && counted == 1);
+  CHECK(copy != NULL && same(copy, "text") && counted == 1);
   vk_free(copy);
   CHECK(counted == 0);
   vk_allocator_delete(heap);
@@ -170,9 +179,9 @@ static void test_stack(void) {
   vk_mm_stack_grow(stack, "ab", 2);
   vk_mm_stack_grow_char(stack, '\0');
   const char *grown = vk_mm_stack_grow_finish(stack);
-  CHECK(grown != NULL && strcmp(grown, "ab") == 0 && stack->ops->owns(stack, grown) != 0);
+  CHECK(grown != NULL && same(grown, "ab") && stack->ops->owns(stack, grown) != 0);
   const char *printed = vk_mm_stack_printf(stack, "%s%d", "a", 1);
-  CHECK(printed != NULL && strcmp(printed, "a1") == 0);
+  CHECK(printed != NULL && same(printed, "a1"));
   CHECK(vk_mm_stack_clear(stack) != 0);
   vk_allocator_delete(stack);
 }
@@ -181,9 +190,9 @@ static void test_strings_and_random(void) {
   vk_string string;
   vk_string_init(&string, vk_default_allocator());
   CHECK(vk_string_add(&string, "abc", 3) == VK_EOK);
-  CHECK(strcmp(vk_string_str(&string), "abc") == 0);
+  CHECK(same(vk_string_str(&string), "abc"));
   vk_string_reset(&string);
-  CHECK(strcmp(vk_string_str(&string), "") == 0);
+  CHECK(same(vk_string_str(&string), ""));
   vk_string_destroy(&string);
   CHECK(vk_random(1) == 0 && vk_random(10) < 10);
 }
@@ -198,10 +207,10 @@ static void test_binaries(void) {
   VK_ASSERT(vk_binary_from_base64(&b, "Chs=", vk_default_allocator()) == VK_EOK);
   CHECK(vk_binary_eq(&a, &b) && vk_binary_len(&a) == 2 && vk_binary_data(&a)[1] == 0x1B);
   CHECK(vk_base16_string(text, sizeof text, vk_binary_data(&b), 2) == VK_EOK);
-  CHECK(strcmp(text, "0A1B") == 0);
+  CHECK(same(text, "0A1B"));
   vk_binary_write_base16(&buffer.stream, &a);
   vk_binary_write_base64(&buffer.stream, &b);
-  CHECK(strcmp(buffer.text, "0A1BChs=") == 0);
+  CHECK(same(buffer.text, "0A1BChs="));
   vk_binary_destroy(&a);
   vk_binary_destroy(&b);
   vk_binary_init(&a, NULL, 0);
@@ -219,7 +228,7 @@ static void test_datetimes(void) {
   CHECK(vk_datetime_from_string(&b, "2024-03-01T12:01:00Z") == VK_EOK);
   CHECK(vk_datetime_diff(&a, &b, &seconds) == VK_EOK && seconds == 60);
   CHECK(vk_datetime_write(&buffer.stream, &a) == VK_EOK);
-  CHECK(strcmp(buffer.text, "2024-03-01T12:00:00Z") == 0);
+  CHECK(same(buffer.text, "2024-03-01T12:00:00Z"));
   vk_datetime_set_unknown(&b);
   CHECK(b.kind == VK_DATETIME_UNKNOWN);
   CHECK(vk_datetime_set_current(&a) == 1 && a.usec == 0);
@@ -230,11 +239,11 @@ static void test_path_texts(void) {
   vk_path_roam roam;
   CHECK(vk_path_is_partial("A.") && vk_path_str_to_index("12") == 12);
   CHECK(vk_path_roam_init(&roam, "A.2") == 0 && !vk_path_roam_end(&roam));
-  CHECK(strcmp(vk_path_roam_current_node(&roam), "A") == 0);
-  CHECK(strcmp(vk_path_roam_path_tail(&roam), "2") == 0);
-  CHECK(strcmp(vk_path_roam_next(&roam), "2") == 0 && roam.index == 2);
+  CHECK(same(vk_path_roam_current_node(&roam), "A"));
+  CHECK(same(vk_path_roam_path_tail(&roam), "2"));
+  CHECK(same(vk_path_roam_next(&roam), "2") && roam.index == 2);
   char *joined = vk_path_concat(vk_default_allocator(), "A", "B");
-  CHECK(joined != NULL && strcmp(joined, "A.B") == 0);
+  CHECK(joined != NULL && same(joined, "A.B"));
   vk_free(joined);
 }
 
@@ -247,9 +256,9 @@ static void test_path_nodes(void) {
   vk_path_node first = {&second, 0, device};
   buffer_init(&buffer);
   vk_path_node_print(&buffer.stream, &first);
-  CHECK(strcmp(buffer.text, "Device.{2}") == 0 && vk_path_node_is_instance(&second));
+  CHECK(same(buffer.text, "Device.{2}") && vk_path_node_is_instance(&second));
   CHECK(vk_path_node2str(&first, text, sizeof text, '/') == VK_EOK);
-  CHECK(strcmp(text, "Device/2") == 0);
+  CHECK(same(text, "Device/2"));
   CHECK(vk_path_node_seek_prefix(&first, "Device.") == &second);
 }
 
@@ -258,6 +267,8 @@ int main(void) {
   test_streams();
   test_log();
   test_log_names();
+  test_log_facilities();
+  test_module_parameters();
   test_own_heap();
   test_heaps();
   test_stack();
@@ -266,6 +277,5 @@ int main(void) {
   test_datetimes();
   test_path_texts();
   test_path_nodes();
-  printf("%d checks, %d failures\n", checks, failures);
-  return failures != 0;
+  return report();
 }

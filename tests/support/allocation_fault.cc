@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <set>
 #include <string>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -25,8 +25,8 @@ AllocationFault* armed = nullptr;
 std::vector<std::size_t>* sizes = nullptr;
 
 // Addresses, not pointers: a freed block's pointer may not even be compared.
-std::set<std::uintptr_t>& blocks() {
-  static auto* const live = new std::set<std::uintptr_t>;
+std::unordered_set<std::uintptr_t>& blocks() {
+  static auto* const live = new std::unordered_set<std::uintptr_t>;
   return *live;
 }
 

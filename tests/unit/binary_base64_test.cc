@@ -5,6 +5,7 @@
 #include <syslog.h>
 
 #include <array>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <optional>
@@ -14,6 +15,8 @@
 
 #include "tests/support/allocation_fault.h"
 #include "tests/support/binaries.h"
+#include "tests/support/heaps.h"
+#include "tests/support/huge_text.h"
 #include "tests/support/log_spy.h"
 #include "vesk/log.h"
 
@@ -25,7 +28,6 @@ using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::IsEmpty;
 
-constexpr std::size_t kOwnerWord = sizeof(void*);
 constexpr std::string_view kAlphabet =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
@@ -145,6 +147,37 @@ TEST(Base64Reader, TakesThreeBytesForEachFourCharactersAndOneMore) {
     EXPECT_EQ(allocations.size_of(0), kOwnerWord + std::strlen(text) / 4 * 3 + 1);
   }
 }
+
+#if SIZE_MAX > UINT32_MAX
+// The shortest text for which 32 bits do not hold the size of the buffer.
+constexpr std::size_t kFirstTooLong = (std::size_t{UINT32_MAX} + 2) / 3 * 4;
+
+// Reads a text that no memory can be had for.
+vk_error read_without_memory(const char* text) {
+  vk_binary binary = kStrayBinary;
+  AllocationFault fault{1, AllocationFault::Extent::kAllFromThere};
+  const vk_error result =
+      fault.during([&] { return vk_binary_from_base64(&binary, text, vk_default_allocator()); });
+  EXPECT_THAT(binary, IsStray());
+  return result;
+}
+
+TEST(Base64Reader, FindsNoMemoryForATextThatALengthOf32BitsCannotSay) {
+  const HugeText texts{kFirstTooLong};
+  const AllocationLog allocations;
+  EXPECT_EQ(read_without_memory(texts.of_length(kFirstTooLong)), VK_ENOMEM);
+  EXPECT_EQ(allocations.count(), 0U);
+}
+
+TEST(Base64Reader, AsksForMemoryForTheLongestTextThatALengthOf32BitsCanSay) {
+  const HugeText texts{kFirstTooLong};
+  const LogSpy log;
+  const AllocationLog allocations;
+  EXPECT_EQ(read_without_memory(texts.of_length(kFirstTooLong - 1)), VK_ENOMEM);
+  ASSERT_EQ(allocations.count(), 1U);
+  EXPECT_EQ(allocations.size_of(0), kOwnerWord + UINT32_MAX - 2);
+}
+#endif
 
 struct Refusal {
   const char* text;

@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <limits>
 #include <optional>
@@ -15,6 +16,7 @@
 
 #include "tests/support/allocation_fault.h"
 #include "tests/support/binaries.h"
+#include "tests/support/heaps.h"
 #include "tests/support/log_spy.h"
 #include "tests/support/text_stream.h"
 #include "vesk/mm/stack.h"
@@ -25,8 +27,6 @@ namespace {
 using namespace std::string_literals;
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-constexpr std::size_t kOwnerWord = sizeof(void*);
 
 std::optional<std::string> from_base16(const std::string& text) {
   return read_binary(&vk_binary_from_base16, text);
@@ -171,9 +171,31 @@ TEST(Base16String, RefusesALengthWhoseTextNoSizeCanHold) {
   }
 }
 
+TEST(Base16String, LogsNothingAboutABufferThatIsTooSmall) {
+  const LogSpy log;
+  const uint8_t byte = 0x0A;
+  char buffer[2];
+  EXPECT_EQ(vk_base16_string(buffer, sizeof buffer, &byte, 1), VK_EINVAL);
+  EXPECT_EQ(vk_base16_string(buffer, 0, &byte, 0), VK_EINVAL);
+  EXPECT_THAT(log.connection(), IsEmpty());
+}
+
 TEST(Base16Writer, WritesTwoUpperCaseDigitsForEachByteHighNibbleFirst) {
   EXPECT_EQ(written_binary(&vk_binary_write_base16, "\x01\x23\x45\x67\x89\xAB\xCD\xEF"),
             "0123456789ABCDEF");
+}
+
+TEST(Base16, IsTheSameForEveryByteWhereverItIsWritten) {
+  for (unsigned int number = 0; number < 256; ++number) {
+    const auto byte = static_cast<uint8_t>(number);
+    std::array<char, 16> expected;
+    std::snprintf(expected.data(), expected.size(), "%02X", number);
+    std::array<char, 3> buffer;
+    EXPECT_EQ(vk_base16_string(buffer.data(), buffer.size(), &byte, 1), VK_EOK);
+    EXPECT_STREQ(buffer.data(), expected.data());
+    EXPECT_EQ(written_binary(&vk_binary_write_base16, std::string(1, static_cast<char>(byte))),
+              expected.data());
+  }
 }
 
 TEST(Base16Writer, MakesOneWriteOfTwoCharactersForEachByte) {

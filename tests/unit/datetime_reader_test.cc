@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <syslog.h>
 
+#include <string>
 #include <vector>
 
 #include "tests/support/datetimes.h"
@@ -88,6 +89,11 @@ TEST(DatetimeReader, CutsTheFractionAfterSixDigits) {
       {"2024-03-01T12:00:00.99999999999999999999999999999999999999999Z",
        absolute(1709294400, 999999)},
   });
+}
+
+TEST(DatetimeReader, ReadsAFractionOfAnyNumberOfDigits) {
+  const std::string fraction = "2024-03-01T12:00:00." + std::string(100000, '9');
+  expect_readings({{(fraction + "Z").c_str(), absolute(1709294400, 999999)}});
 }
 
 TEST(DatetimeReader, ReadsAPointWithoutDigitsAsNoFraction) {

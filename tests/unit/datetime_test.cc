@@ -3,12 +3,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cstdint>
 #include <ctime>
 #include <string>
+#include <utility>
 
 #include "tests/support/datetimes.h"
 #include "tests/support/libc_fakes.h"
+#include "tests/support/log_spy.h"
 #include "tests/support/text_stream.h"
 
 namespace vesk::test {
@@ -73,6 +76,15 @@ TEST(DatetimeDiff, RefusesTimesOfDifferentKindsAndUnknownTimes) {
   }
 }
 
+TEST(DatetimeDiff, LogsNothingAboutTimesThatItRefuses) {
+  const LogSpy log;
+  const vk_datetime a = absolute(100);
+  const vk_datetime b = relative(100);
+  int32_t seconds = 0;
+  EXPECT_EQ(vk_datetime_diff(&a, &b, &seconds), VK_EINVAL);
+  EXPECT_THAT(log.connection(), IsEmpty());
+}
+
 // Texts written
 
 std::string text_of(const vk_datetime& datetime) {
@@ -116,6 +128,17 @@ TEST(DatetimeWriter, WritesMicrosecondsThatAreNot0WithSixDigits) {
 
 TEST(DatetimeWriter, WritesTheUnknownTimeWhateverTheOtherFieldsHold) {
   EXPECT_EQ(text_of({1709294400, VK_DATETIME_UNKNOWN, 500000}), "0001-01-01T00:00:00Z");
+}
+
+TEST(DatetimeWriter, WritesAKindThatThereIsNotAsTheCalendarWithoutASuffix) {
+  EXPECT_EQ(text_of({1709294400, 3, 500000}), "2024-03-01T12:00:00.500000");
+  EXPECT_EQ(text_of({100, 0xFFFFFFFF, 0}), "1970-01-01T00:01:40");
+}
+
+TEST(DatetimeWriter, WritesAYearBefore0AsAnUnsignedNumber) {
+  EXPECT_EQ(text_of(relative(-31536000)), "0000-01-01T00:00:00");
+  EXPECT_EQ(text_of(relative(-31536001)), "4294967295-12-31T23:59:59");
+  EXPECT_EQ(text_of(relative(kEarliestTime)), "4294967228-12-13T20:45:52");
 }
 
 TEST(DatetimeWriter, WritesUtcWhateverTheTimeZone) {
@@ -175,6 +198,7 @@ TEST(DatetimeWriter, WritesNothingToAStreamThatHasFailed) {
 }
 
 TEST(DatetimeWriter, RefusesATimeWithoutACalendarForm) {
+  const LogSpy log;
   LibcFakes libc;
   libc.gmtime_fails = true;
   for (const vk_datetime& datetime : {absolute(100, 5), relative(100, 5)}) {
@@ -183,6 +207,7 @@ TEST(DatetimeWriter, RefusesATimeWithoutACalendarForm) {
     EXPECT_EQ(stream.error(), VK_EOK);
     EXPECT_THAT(stream.writes(), IsEmpty());
   }
+  EXPECT_THAT(log.connection(), IsEmpty());
 }
 
 TEST(DatetimeWriter, NeedsNoCalendarForTheUnknownTime) {
@@ -200,6 +225,20 @@ TEST(DatetimeClock, TheMonotonicClockIsTheUptime) {
   libc.uptime = 12345;
   EXPECT_EQ(vk_datetime_get_monotonic(), 12345U);
 }
+
+#if LONG_MAX > INT32_MAX
+TEST(DatetimeClock, TheMonotonicClockIsTheUptimeIn32Bits) {
+  LibcFakes libc;
+  libc.uptime = 0x7FFFFFFF;
+  EXPECT_EQ(vk_datetime_get_monotonic(), 0x7FFFFFFFU);
+  libc.uptime = 0x80000000;
+  EXPECT_EQ(vk_datetime_get_monotonic(), 0x80000000U);
+  libc.uptime = 0xFFFFFFFE;
+  EXPECT_EQ(vk_datetime_get_monotonic(), 0xFFFFFFFEU);
+  libc.uptime = 0x100000007;
+  EXPECT_EQ(vk_datetime_get_monotonic(), 7U);
+}
+#endif
 
 TEST(DatetimeClock, TheMonotonicClockThatCannotBeReadIsAllOnes) {
   LibcFakes libc;
@@ -230,7 +269,17 @@ TEST(DatetimeClock, TheCurrentTimeIsRelativeWithin2SecondsOfTheUptime) {
         // The bounds are signed.
         Row{0, 0, VK_DATETIME_RELATIVE}, Row{0, 1, VK_DATETIME_RELATIVE},
         Row{-1, 1, VK_DATETIME_RELATIVE}, Row{-2, 1, VK_DATETIME_ABSOLUTE},
-        Row{-2, 0, VK_DATETIME_RELATIVE}, Row{-3, 0, VK_DATETIME_ABSOLUTE}}) {
+        Row{-2, 0, VK_DATETIME_RELATIVE}, Row{-3, 0, VK_DATETIME_ABSOLUTE},
+        // So is the uptime: one of 2^31 seconds counts as the earliest time.
+        Row{kEarliestTime, kEarliestTime, VK_DATETIME_RELATIVE},
+        Row{kEarliestTime + 2, kEarliestTime, VK_DATETIME_RELATIVE},
+        Row{kEarliestTime + 3, kEarliestTime, VK_DATETIME_ABSOLUTE},
+        Row{kLatestTime, kEarliestTime, VK_DATETIME_ABSOLUTE},
+        Row{-1000, -1000, VK_DATETIME_RELATIVE}, Row{-1003, -1000, VK_DATETIME_ABSOLUTE},
+        // Neither bound wraps.
+        Row{kEarliestTime, kLatestTime, VK_DATETIME_ABSOLUTE},
+        Row{kLatestTime, kLatestTime, VK_DATETIME_RELATIVE},
+        Row{kLatestTime - 3, kLatestTime, VK_DATETIME_ABSOLUTE}}) {
     SCOPED_TRACE(testing::Message() << row.wall_clock << " after " << row.uptime);
     LibcFakes libc;
     libc.wall_clock = row.wall_clock;
@@ -241,13 +290,32 @@ TEST(DatetimeClock, TheCurrentTimeIsRelativeWithin2SecondsOfTheUptime) {
   }
 }
 
+#if SIZE_MAX > UINT32_MAX
+TEST(DatetimeClock, TheCurrentTimeIsCutTo32Bits) {
+  for (const auto& [wall_clock, time] : {std::pair<std::time_t, int32_t>{0x7FFFFFFF, kLatestTime},
+                                         {0x80000000, kEarliestTime},
+                                         {0xFFFFFFFE, -2},
+                                         {0x100000000 + 1709294400, 1709294400}}) {
+    SCOPED_TRACE(wall_clock);
+    LibcFakes libc;
+    libc.wall_clock = wall_clock;
+    libc.uptime = 1000;
+    vk_datetime datetime = kStrayDatetime;
+    EXPECT_EQ(vk_datetime_set_current(&datetime), 1);
+    EXPECT_THAT(datetime, IsTime(absolute(time)));
+  }
+}
+#endif
+
 TEST(DatetimeClock, TheCurrentTimeIsAbsoluteWhenTheUptimeCannotBeRead) {
+  const LogSpy log;
   LibcFakes libc;
   libc.wall_clock = 1000;
   libc.sysinfo_fails = true;
   vk_datetime datetime = kStrayDatetime;
   EXPECT_EQ(vk_datetime_set_current(&datetime), -1);
   EXPECT_THAT(datetime, IsTime(absolute(1000)));
+  EXPECT_THAT(log.connection(), IsEmpty());
 }
 
 }  // namespace

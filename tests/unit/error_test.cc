@@ -6,6 +6,7 @@
 
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <string_view>
@@ -250,6 +251,23 @@ TEST(AssertFailDeathTest, LogsNothing) {
 TEST(TypeInvalidFailDeathTest, LogsNothing) {
   EXPECT_EXIT(with_log_verdict([] { vk_type_invalid_fail("e", "f", 1); }), KilledBySignal(SIGABRT),
               Eq("f:1: Validation of 'e' failed.\nquiet"));
+}
+
+// Runs a fatal check in a process that tells if it is cleaned up at its end.
+template <typename Check>
+void with_exit_handler(const Check& check) {
+  std::atexit([] { std::fputs("cleaned up", stderr); });
+  check();
+}
+
+TEST(AssertFailDeathTest, CleansNothingUp) {
+  EXPECT_EXIT(with_exit_handler([] { vk_assert_fail("f", 1, "g", "e"); }), KilledBySignal(SIGABRT),
+              Eq("f:1:g(): Assertion e failed.\n"));
+}
+
+TEST(TypeInvalidFailDeathTest, CleansNothingUp) {
+  EXPECT_EXIT(with_exit_handler([] { vk_type_invalid_fail("e", "f", 1); }), KilledBySignal(SIGABRT),
+              Eq("f:1: Validation of 'e' failed.\n"));
 }
 
 constexpr int kAssertLine = __LINE__ + 1;

@@ -4,11 +4,11 @@
 #include <gtest/gtest.h>
 #include <syslog.h>
 
-#include <cwchar>
 #include <string>
 
 #include "tests/support/log_spy.h"
 #include "tests/support/module_process.h"
+#include "tests/support/unencodable.h"
 
 namespace vesk::test {
 namespace {
@@ -17,9 +17,6 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-// A lone surrogate: no locale has an encoding for it, so formatting it fails.
-constexpr std::wint_t kUnencodable = 0xD800;
 
 int begin() { return vk_log_begin_message(0, VK_LOG_ERROR, "log_steps_test.cc", 1, "begin"); }
 
@@ -103,6 +100,14 @@ TEST(LogPrintf, GivesTheNegativeResultOfAFormatThatFailsAndLeavesTheMessage) {
   EXPECT_EQ(message_of(log), "NONE: kept!");
 }
 
+TEST(LogPrintf, BuildsAMessageForDebuggingBeforeAnyBegin) {
+  const LogSpy log;
+  EXPECT_EQ(vk_log_printf("%s", "text"), 4);
+  EXPECT_EQ(vk_log_printf("%d", 42), 6);
+  vk_log_end_message();
+  EXPECT_THAT(log.lines(), ElementsAre(LogLine{LOG_DEBUG, "text42"}));
+}
+
 TEST(LogPrintf, EndsTheMessageCleanlyAfterAFormatThatFailed) {
   const LogSpy log;
   begin();
@@ -163,6 +168,14 @@ TEST(LogStream, AppendsNothingForZeroBytes) {
   begin();
   EXPECT_EQ(vk_log_stream->write(vk_log_stream, "text", 0), VK_EOK);
   EXPECT_EQ(message_of(log), "NONE: ");
+}
+
+TEST(LogStream, AppendsNothingForZeroBytesAtNull) {
+  const LogSpy log;
+  begin();
+  EXPECT_EQ(vk_log_stream->write(vk_log_stream, nullptr, 0), VK_EOK);
+  put("text");
+  EXPECT_EQ(message_of(log), "NONE: text");
 }
 
 TEST(LogStream, TakesAPercentSignAsItIs) {
@@ -240,6 +253,12 @@ TEST(LogEnd, SendsTheMessageInOnePieceWithItsPriority) {
   vk_log_end_message();
   EXPECT_THAT(log.lines(), ElementsAre(LogLine{LOG_WARNING, "NONE: one, two"}));
   EXPECT_THAT(log.connection(), ElementsAre("openlog vesk 2 8", "syslog 4 %s"));
+}
+
+TEST(LogEnd, SendsAnEmptyMessageForDebuggingBeforeAnyBegin) {
+  const LogSpy log;
+  vk_log_end_message();
+  EXPECT_THAT(log.lines(), ElementsAre(LogLine{LOG_DEBUG, ""}));
 }
 
 TEST(LogEnd, LeavesTheMessageUntilTheNextBegin) {

@@ -6,13 +6,13 @@
 
 #include <climits>
 #include <cstdio>
-#include <cwchar>
 #include <string>
 
 #include "lib/log.h"
 #include "tests/support/allocation_fault.h"
 #include "tests/support/log_spy.h"
 #include "tests/support/module_process.h"
+#include "tests/support/unencodable.h"
 #include "vesk/module.h"
 
 // The library's own vk_log, behind the test kit's wrapper, which formats the text by itself.
@@ -32,9 +32,6 @@ const char kOpenUser[] = "openlog vesk 2 8";
 const char kOpenLocal0[] = "openlog vesk 2 128";
 const char kOpenLocal1[] = "openlog vesk 2 136";
 const char kSendError[] = "syslog 3 %s";
-
-// A lone surrogate: no locale has an encoding for it, so formatting it fails.
-constexpr std::wint_t kUnencodable = 0xD800;
 
 const vk_stream* const stream_at_start = vk_log_stream;
 

@@ -260,6 +260,18 @@ TEST(PathRoam, CutsALongerComponentAndStepsOverItsFullLength) {
   }
 }
 
+TEST(PathRoam, ReadsTheInstanceNumberOfACutComponentFromWhatIsKept) {
+  const std::string seven = std::string(kLongest - 1, '0') + "7";
+  const std::pair<std::string, uint32_t> rows[] = {
+      {seven, 7}, {seven + "1", 7}, {seven + "x", 7}, {std::string(kLongest, '0') + "7", 0}};
+  for (const auto& [component, index] : rows) {
+    SCOPED_TRACE(component.substr(kLongest - 1));
+    vk_path_roam roam;
+    EXPECT_EQ(vk_path_roam_init(&roam, component.c_str()), index);
+    EXPECT_EQ(roam.index, index);
+  }
+}
+
 TEST(PathRoam, CutsALastComponentToo) {
   const std::string path(kLongest + 1, 'x');
   vk_path_roam roam;

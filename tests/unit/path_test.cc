@@ -119,6 +119,12 @@ TEST(PathIndex, LeavesErrnoAt0OrAtRange) {
   EXPECT_EQ(errno, ERANGE);
 }
 
+TEST(PathIndex, LogsNothingAboutANumberThatDoesNotFit) {
+  const LogSpy log;
+  EXPECT_EQ(vk_path_str_to_index("4294967296"), 0U);
+  EXPECT_THAT(log.connection(), IsEmpty());
+}
+
 // Joining
 
 std::string concat(const char* left, const char* right) {
@@ -278,6 +284,12 @@ TEST(PathToText, LeavesABufferWithoutSizeAlone) {
   expect_fits({}, {{0, VK_ENAMETOOLONG, ""}});
 }
 
+TEST(PathToText, LogsNothingAboutABufferThatIsTooSmall) {
+  const LogSpy log;
+  expect_fits({"A"}, {{0, VK_ENAMETOOLONG, ""}, {1, VK_ENAMETOOLONG, "\0"s}});
+  EXPECT_THAT(log.connection(), IsEmpty());
+}
+
 TEST(PathToText, WritesTheEmptyTextForAnEmptyList) {
   expect_fits({}, {{1, VK_EOK, "\0"s}, {16, VK_EOK, "\0"s}});
 }
@@ -343,6 +355,16 @@ TEST(PathPrefix, ComparesInstancesAsTexts) {
   PathList list = {"Host", "02", "Name"};
   EXPECT_EQ(vk_path_node_seek_prefix(list.first(), "Host.2"), nullptr);
   EXPECT_EQ(vk_path_node_seek_prefix(list.first(), "Host.02"), list.at(2));
+}
+
+TEST(PathPrefix, ComparesAComponentOfMoreThan4096CharactersByWhatAWalkerKeepsOfIt) {
+  const std::string kept(VK_PATH_COMPONENT_MAX, 'x');
+  const std::string longer = kept + "yz";
+  PathList list = {kept, "Device", "Hosts"};
+  EXPECT_EQ(vk_path_node_seek_prefix(list.first(), longer.c_str()), list.at(1));
+  EXPECT_EQ(vk_path_node_seek_prefix(list.first(), (longer + ".Device").c_str()), list.at(2));
+  PathList same = {longer, "Device"};
+  EXPECT_EQ(vk_path_node_seek_prefix(same.first(), longer.c_str()), nullptr);
 }
 
 }  // namespace

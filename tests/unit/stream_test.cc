@@ -4,24 +4,24 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <cwchar>
+#include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "lib/stream.h"
 #include "tests/support/allocation_fault.h"
+#include "tests/support/huge_text.h"
 #include "tests/support/log_spy.h"
 #include "tests/support/text_stream.h"
+#include "tests/support/unencodable.h"
 
 namespace vesk::test {
 namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-// A lone surrogate: no locale has an encoding for it, so formatting it fails with EILSEQ.
-constexpr std::wint_t kUnencodable = 0xD800;
 
 // The system's number as it is, not one of the library's codes.
 constexpr vk_error kFormatterFailure = EILSEQ;
@@ -113,6 +113,40 @@ TEST(StreamDefaultPuts, DoesNotLookAtTheError) {
   EXPECT_EQ(stream.text(), "text");
   EXPECT_EQ(stream.error(), VK_EIO);
 }
+
+#if SIZE_MAX > UINT32_MAX
+// Counts what is written, for texts that no test could keep.
+struct Counter {
+  vk_stream stream = {};
+  std::vector<uint32_t> counts = {};
+
+  Counter() {
+    const auto count = [](vk_stream* sink, const void*, uint32_t bytes) {
+      reinterpret_cast<Counter*>(sink)->counts.push_back(bytes);
+      return vk_error{VK_EOK};
+    };
+    vk_stream_init(&stream, count, nullptr);
+  }
+};
+
+TEST(StreamDefaultPuts, RefusesATextWhoseLengthDoesNotFit32Bits) {
+  constexpr std::size_t kFirstTooLong = std::size_t{UINT32_MAX} + 1;
+  const HugeText texts{kFirstTooLong + 5};
+  Counter counter;
+  for (const std::size_t length : {kFirstTooLong, kFirstTooLong + 5}) {
+    SCOPED_TRACE(length);
+    EXPECT_EQ(counter.stream.puts(&counter.stream, texts.of_length(length)), VK_EINVAL);
+  }
+  EXPECT_THAT(counter.counts, IsEmpty());
+}
+
+TEST(StreamDefaultPuts, WritesTheLongestTextThatFits) {
+  const HugeText texts{UINT32_MAX};
+  Counter counter;
+  EXPECT_EQ(counter.stream.puts(&counter.stream, texts.of_length(UINT32_MAX)), VK_EOK);
+  EXPECT_THAT(counter.counts, ElementsAre(UINT32_MAX));
+}
+#endif
 
 TEST(StreamPrintf, FormatsAndWritesInOneCall) {
   TextStream stream;

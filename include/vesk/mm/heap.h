@@ -78,8 +78,8 @@ VK_API void vk_allocator_delete(vk_allocator *allocator);
  *
  * @param allocator the heap to take it from
  * @param size      in bytes; 0 gives a valid block of its own too
- * @return the block, to be given back with `vk_free`; null if the heap is exhausted or the size,
- *         with the owner's word, does not fit a `size_t`
+ * @return the block, aligned as a pointer and no more, to be given back with `vk_free`; null if the
+ *         heap is exhausted or the size, with the owner's word, does not fit a `size_t`
  */
 VK_API void *vk_alloc(vk_allocator *allocator, size_t size);
 

@@ -34,7 +34,10 @@ struct vk_mm_chunk {
   vk_mm_chunk *prev; /**< the chunk before it, or null */
 };
 
-/** The memory of a stack. Every object begins at the alignment of the widest scalar type. */
+/**
+ * The memory of a stack. Every object begins at the alignment of the widest scalar type; only an
+ * empty one can lie unaligned, at the end of a chunk.
+ */
 typedef struct vk_mm_region {
   vk_mm_chunk *chunk;   /**< the chunk in use; null while none could be had */
   char *object;         /**< where the growing object begins */
@@ -64,7 +67,8 @@ VK_API vk_allocator *vk_mm_stack_new(const char *name);
  * Releases everything that was taken from a stack and begins anew with one fresh chunk.
  *
  * @param stack from `vk_mm_stack_new` or `vk_gta`
- * @return non-zero; 0 if the fresh chunk could not be had, which the next request then asks for
+ * @return non-zero; 0 if the fresh chunk could not be had: all is released nevertheless, and the
+ *         next request asks for the chunk again
  */
 VK_API int vk_mm_stack_clear(vk_allocator *stack);
 
@@ -91,7 +95,8 @@ VK_API void vk_mm_stack_grow_char(vk_allocator *stack, char character);
  *
  * @param stack from `vk_mm_stack_new` or `vk_gta`
  * @return the object, valid until the stack is cleared or deleted; a valid address if nothing was
- *         appended; null if the object was lost for want of memory. The stack stays usable.
+ *         appended; null if the object was lost for want of memory, and nothing has ended it since.
+ *         The stack stays usable.
  */
 VK_API void *vk_mm_stack_grow_finish(vk_allocator *stack);
 

@@ -10,6 +10,7 @@
 #include "tests/support/allocation_fault.h"
 #include "tests/support/heaps.h"
 #include "tests/support/log_spy.h"
+#include "tests/support/unencodable.h"
 #include "tests/unit/mm/stack_probe.h"
 
 namespace vesk::test {
@@ -246,6 +247,38 @@ TEST_F(StackBlocks, AreMissedWithALogLineWhenNoChunkCanBeHad) {
   EXPECT_THAT(vk_alloc(stack(), 50000), NotNull());
 }
 
+TEST_F(StackBlocks, KeepTheirPromisesForEveryRefusedAllocation) {
+  for_every_allocation_fault([](AllocationFault& fault) {
+    const Heap other{vk_mm_stack_new("other")};
+    const LogSpy spy;
+    const auto* const block =
+        static_cast<const char*>(fault.during([&] { return vk_alloc(other.get(), 9000); }));
+    ASSERT_EQ(block == nullptr, fault.struck());
+    if (block == nullptr) {
+      EXPECT_THAT(spy.lines(), ElementsAre(allocation_failure(9000, "other")));
+    } else {
+      EXPECT_EQ(std::string(block, 9000), std::string(9000, '\0'));
+    }
+    EXPECT_THAT(vk_mm_stack_printf(other.get(), "%d", 7), StrEq("7"));
+  });
+}
+
+TEST_F(StackBlocks, AreCopiesOfATextOrMissedForEveryRefusedAllocation) {
+  const std::string text(9000, 'x');
+  for_every_allocation_fault([&](AllocationFault& fault) {
+    const Heap other{vk_mm_stack_new("other")};
+    const LogSpy spy;
+    const char* const copy = fault.during([&] { return vk_strdup(other.get(), text.c_str()); });
+    ASSERT_EQ(copy == nullptr, fault.struck());
+    if (copy == nullptr) {
+      EXPECT_THAT(spy.lines(), ElementsAre(allocation_failure(text.size() + 1, "other")));
+    } else {
+      EXPECT_EQ(copy, text);
+    }
+    EXPECT_THAT(vk_mm_stack_printf(other.get(), "%d", 7), StrEq("7"));
+  });
+}
+
 TEST_F(StackBlocks, AreMissedWithALogLineWhenTheirSizeWraps) {
   for (const std::size_t size : {SIZE_MAX, SIZE_MAX - kOwnerWord, SIZE_MAX - kOwnerWord - 1}) {
     SCOPED_TRACE(size);
@@ -313,8 +346,7 @@ TEST_F(StackPrintf, GivesATextWithoutOwnersWord) {
 TEST_F(StackPrintf, GivesNullAndTakesNothingForAFormatThatFails) {
   const LogSpy spy;
   const std::size_t before = room();
-  const wchar_t unencodable[] = {0xD800, 0};
-  EXPECT_EQ(vk_mm_stack_printf(stack(), "%ls", unencodable), nullptr);
+  EXPECT_EQ(vk_mm_stack_printf(stack(), "%lc", kUnencodable), nullptr);
   EXPECT_EQ(room(), before);
   EXPECT_THAT(spy.calls(), IsEmpty());
   EXPECT_THAT(vk_mm_stack_printf(stack(), "%s", "usable"), StrEq("usable"));

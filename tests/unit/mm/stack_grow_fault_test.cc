@@ -126,6 +126,22 @@ TEST_F(StackGrowInVain, HappensExactlyWhenAChunkIsRefused) {
   });
 }
 
+TEST_F(StackGrowInVain, HappensExactlyWhenAChunkIsRefusedForACharacter) {
+  for_every_allocation_fault([](AllocationFault& fault) {
+    const Heap other{vk_mm_stack_new("other")};
+    const std::string all(12000, 'x');
+    fault.during([&] {
+      for (const char character : all) vk_mm_stack_grow_char(other.get(), character);
+    });
+    const auto* const object = static_cast<const char*>(vk_mm_stack_grow_finish(other.get()));
+    ASSERT_EQ(object == nullptr, fault.struck());
+    if (object != nullptr) {
+      EXPECT_EQ(std::string(object, all.size()), all);
+    }
+    EXPECT_THAT(vk_mm_stack_printf(other.get(), "%d", 7), StrEq("7"));
+  });
+}
+
 TEST_F(StackGrowInVain, CanHappenToAnObjectThatMovedBefore) {
   const std::size_t blocks = live_blocks();
   grow(std::string(kChunkSize, 'x'));

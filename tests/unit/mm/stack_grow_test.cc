@@ -9,6 +9,7 @@
 
 #include "tests/support/allocation_fault.h"
 #include "tests/support/heaps.h"
+#include "tests/support/unencodable.h"
 #include "tests/unit/mm/stack_probe.h"
 
 namespace vesk::test {
@@ -49,6 +50,13 @@ TEST_F(StackGrow, AppendsNothingFor0Bytes) {
   vk_mm_stack_grow(stack(), "unread", 0);
   grow("c");
   EXPECT_EQ(finish_text(), "abc");
+}
+
+TEST_F(StackGrow, AppendsNothingFor0BytesAtNull) {
+  vk_mm_stack_grow(stack(), nullptr, 0);
+  grow("ab");
+  vk_mm_stack_grow(stack(), nullptr, 0);
+  EXPECT_EQ(finish_text(), "ab");
 }
 
 TEST_F(StackGrow, CopiesWhatItAppends) {
@@ -299,9 +307,8 @@ TEST_F(StackGrow, ABlockThatCannotBeHadMeanwhileLeavesTheObjectGrowing) {
 }
 
 TEST_F(StackGrow, AFormatThatFailsMeanwhileLeavesTheObjectGrowing) {
-  const wchar_t unencodable[] = {0xD800, 0};
   grow("gro");
-  EXPECT_EQ(vk_mm_stack_printf(stack(), "%ls", unencodable), nullptr);
+  EXPECT_EQ(vk_mm_stack_printf(stack(), "%lc", kUnencodable), nullptr);
   grow("wn");
   EXPECT_EQ(finish_text(), "grown");
 }

@@ -3,10 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <cstring>
 #include <string>
-#include <vector>
 
 #include "lib/mm/heap.h"
 #include "tests/support/allocation_fault.h"
@@ -177,51 +174,6 @@ TEST(StackWithoutChunk, CanBeCleared) {
   EXPECT_EQ(log.count(), 0U);
 }
 
-// Puts other operations into the default heap, whose blocks are aligned as a pointer is and no
-// better, as the table allows.
-class PointerAlignedDefaultHeap {
- public:
-  PointerAlignedDefaultHeap() { vk_default_allocator()->ops = &kOps; }
-  ~PointerAlignedDefaultHeap() { vk_default_allocator()->ops = before_; }
-  PointerAlignedDefaultHeap(const PointerAlignedDefaultHeap&) = delete;
-  PointerAlignedDefaultHeap& operator=(const PointerAlignedDefaultHeap&) = delete;
-
- private:
-  static void* alloc(vk_allocator*, std::size_t size) {
-    auto* const block = static_cast<void**>(std::malloc(size + sizeof(void*)));
-    return &block[1];
-  }
-  static void free(vk_allocator*, void* block) { std::free(static_cast<void**>(block) - 1); }
-
-  static constexpr vk_alloc_ops kOps = {alloc, nullptr, free, nullptr, nullptr};
-
-  const vk_alloc_ops* before_ = vk_default_allocator()->ops;
-};
-
-TEST(StackChunks, AreTakenAndGivenBackByTheRawOperationsOfTheDefaultHeap) {
-  const std::size_t before = live_blocks();
-  const PointerAlignedDefaultHeap heap;
-  const AllocationLog log;
-  Heap stack{vk_mm_stack_new("temporaries")};
-  ASSERT_EQ(log.count(), 2U);
-  EXPECT_EQ(log.size_of(1), kChunkSize + sizeof(void*));
-  for (int i = 0; i < 3; ++i) ASSERT_THAT(vk_alloc(stack.get(), 3000), NotNull());
-  ASSERT_NE(vk_mm_stack_clear(stack.get()), 0);
-  stack.reset();
-  EXPECT_EQ(live_blocks(), before);
-}
-
-TEST(StackChunks, NeedNoBetterAlignmentThanAPointersForWellAlignedObjects) {
-  const PointerAlignedDefaultHeap heap;
-  const Heap stack{vk_mm_stack_new("temporaries")};
-  for (std::size_t size = 1; size < 6000; size += 97) {
-    SCOPED_TRACE(size);
-    void* const object = stack->ops->alloc(stack.get(), size);
-    EXPECT_EQ(address(object) % kAlignment, 0U);
-    std::memset(object, 'x', size);
-  }
-}
-
 TEST(StackDelete, ReleasesEveryChunkAndTheRecord) {
   const std::size_t before = live_blocks();
   Heap stack{vk_mm_stack_new("temporaries")};
@@ -340,45 +292,6 @@ TEST_F(StackClear, KeepsItsPromisesForEveryRefusedAllocation) {
     EXPECT_EQ(result == 0, fault.struck());
     EXPECT_THAT(vk_mm_stack_printf(stack.get(), "%d", 7), StrEq("7"));
   });
-}
-
-class StackOwns : public StackTest {};
-
-TEST_F(StackOwns, TheContentsOfItsChunkFromBehindTheTwoWordsUpToTheLimit) {
-  const vk_mm_region& region = record_of(stack()).region;
-  const char* const contents = reinterpret_cast<const char*>(region.chunk + 1);
-  EXPECT_EQ(stack()->ops->owns(stack(), contents), 1);
-  EXPECT_EQ(stack()->ops->owns(stack(), region.limit - 1), 1);
-  EXPECT_EQ(stack()->ops->owns(stack(), contents - 1), 0);
-  EXPECT_EQ(stack()->ops->owns(stack(), region.chunk), 0);
-  EXPECT_EQ(stack()->ops->owns(stack(), region.limit), 0);
-}
-
-TEST_F(StackOwns, TheContentsOfEveryChunkItHas) {
-  std::vector<const char*> blocks;
-  for (const std::size_t size : {3000U, 3000U, 20000U, 3000U, 8U}) blocks.push_back(take(size));
-  const vk_mm_chunk* const newest = record_of(stack()).region.chunk;
-  int chunks = 0;
-  for (const vk_mm_chunk* chunk = newest; chunk != nullptr; chunk = chunk->prev) {
-    ++chunks;
-    EXPECT_TRUE(owns(chunk + 1));
-    EXPECT_TRUE(owns(chunk->limit - 1));
-    EXPECT_FALSE(owns(chunk));
-    EXPECT_FALSE(owns(chunk->limit));
-  }
-  EXPECT_GE(chunks, 3);
-  for (const char* const block : blocks) EXPECT_TRUE(owns(block));
-}
-
-TEST_F(StackOwns, NothingElse) {
-  const int on_the_stack = 0;
-  const Block on_a_heap{vk_alloc(vk_default_allocator(), 16)};
-  const Heap other{vk_mm_stack_new("other")};
-  EXPECT_FALSE(owns(nullptr));
-  EXPECT_FALSE(owns(&on_the_stack));
-  EXPECT_FALSE(owns(on_a_heap.get()));
-  EXPECT_FALSE(owns(stack()));
-  EXPECT_FALSE(owns(vk_alloc(other.get(), 16)));
 }
 
 }  // namespace

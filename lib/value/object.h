@@ -1,0 +1,14 @@
+#pragma once
+
+#include "lib/value/node.h"
+#include "vesk/value/object.h"
+
+namespace vesk {
+
+/// Takes a member out of its object and counts one less.
+void unlink_member(vk_value& object, vk_value& member);
+
+/// The member of that name if the node is an object; otherwise null.
+vk_value* member_of(const vk_value& value, const char* name);
+
+}  // namespace vesk
