@@ -2,12 +2,13 @@
 
 #include "lib/log.h"
 #include "lib/support/number.h"
+#include "lib/value/object.h"
 #include "vesk/module.h"
-#include "vesk/value/object.h"
 
 vk_error vk_module_get_param_str(const char* name, char** text) {
-  const vk_value* const parameter = vk_object_find_item(vk_module_ctx->params, name);
-  if (parameter == nullptr || parameter->type != VK_TYPE_STRING) return VK_ENOENT;
+  const vk_value* const parameter =
+      vesk::typed_member(*vk_module_ctx->params, name, VK_TYPE_STRING);
+  if (parameter == nullptr) return VK_ENOENT;
   *text = parameter->payload.text;
   return VK_EOK;
 }

@@ -32,6 +32,7 @@
 #define VK_MAGIC_PATH_TREE UINT32_C(0x37E9B1E1) /**< `node_magic` of a `vk_path_tree` */
 #define VK_MAGIC_ALLOCATOR UINT32_C(0x37E9B2A1) /**< `vk_allocator` */
 #define VK_MAGIC_VALUE UINT32_C(0x37E9B321)     /**< `vk_value` */
+#define VK_MAGIC_FRAME UINT32_C(0x37E9B3A1)     /**< `vk_frame` */
 #define VK_MAGIC_STREAM UINT32_C(0x37E9B3E1)    /**< `vk_stream` */
 #define VK_MAGIC_DEAD UINT32_C(0xDEADBEAF)      /**< any record after its destruction */
 

@@ -27,12 +27,15 @@
 #include <vesk/base.h>
 #include <vesk/binary.h>
 #include <vesk/datetime.h>
+#include <vesk/dmmgr/frame.h>
 #include <vesk/error.h>
+#include <vesk/frame.h>
 #include <vesk/log.h>
 #include <vesk/mm/gta.h>
 #include <vesk/mm/heap.h>
 #include <vesk/mm/stack.h>
 #include <vesk/module.h>
+#include <vesk/net/cwmp_utils.h>
 #include <vesk/path.h>
 #include <vesk/path_tree.h>
 #include <vesk/path_tree_diff.h>

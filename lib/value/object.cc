@@ -60,6 +60,11 @@ vk_value* member_of(const vk_value& value, const char* name) {
   return value.type == VK_TYPE_OBJECT ? vk_object_find_item(&value, name) : nullptr;
 }
 
+vk_value* typed_member(const vk_value& object, const char* name, vk_type type) {
+  vk_value* const member = vk_object_find_item(&object, name);
+  return member != nullptr && member->type == type ? member : nullptr;
+}
+
 }  // namespace vesk
 
 void vk_object_init_with_policy(vk_value* value, uint32_t policy) {

@@ -122,6 +122,29 @@ FIELD(vk_value, payload, 32, 56);
 FIELD(vk_value, magic, 44, 80);
 SIZE(vk_value, 48, 88);
 
+FIELD(vk_frame, extra_path, 0, 0);
+FIELD(vk_frame, rq_path, 4, 8);
+FIELD(vk_frame, value, 8, 16);
+FIELD(vk_frame, heap, 12, 24);
+FIELD(vk_frame, owns_heap, 16, 32);
+FIELD(vk_frame, status, 20, 36);
+FIELD(vk_frame, action, 24, 40);
+FIELD(vk_frame, magic, 28, 44);
+SIZE(vk_frame, 32, 48);
+
+FIELD(vk_frame_handler_entry, path, 0, 0);
+FIELD(vk_frame_handler_entry, handler, 4, 8);
+SIZE(vk_frame_handler_entry, 8, 16);
+
+FIELD(vk_frame_handler_ops, call_path, 0, 0);
+FIELD(vk_frame_handler_ops, register_handler, 4, 8);
+FIELD(vk_frame_handler_ops, unregister_handler, 8, 16);
+SIZE(vk_frame_handler_ops, 12, 24);
+
+FIELD(cwmp_type, ns, 0, 0);
+FIELD(cwmp_type, name, 4, 8);
+SIZE(cwmp_type, 8, 16);
+
 FIELD(vk_path_tree, allocator, 0, 0);
 FIELD(vk_path_tree, next, 4, 8);
 FIELD(vk_path_tree, prev_link, 8, 16);
