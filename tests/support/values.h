@@ -10,6 +10,8 @@
 #include <vector>
 
 #include "vesk/value/array.h"
+#include "vesk/value/attribute.h"
+#include "vesk/value/leaf.h"
 #include "vesk/value/node.h"
 #include "vesk/value/object.h"
 
@@ -35,6 +37,26 @@ inline Value new_array(vk_allocator* heap = vk_default_allocator()) {
   return array;
 }
 
+using Names = std::vector<std::string>;
+
+/// An ordered object with strings that hold their own names.
+inline Value object_with(const Names& names) {
+  Value object = new_object();
+  for (const std::string& name : names) {
+    vk_value_set_string(vk_object_init_item(object.get(), name.c_str()), name.c_str());
+  }
+  return object;
+}
+
+/// Adds a member that holds something of every kind: a member of its own, and attributes.
+inline vk_value* grow(vk_value* object, const char* name) {
+  vk_value* const member = vk_object_init_object_with_policy(object, name, VK_POLICY_ORDERED);
+  vk_value_set_string(vk_object_init_item(member, "text"), "some text");
+  vk_value_set_error(member, 7);
+  vk_value_set_typename(member, "some type");
+  return member;
+}
+
 inline std::string name_of(const vk_value& node) { return node.id == nullptr ? "" : node.id; }
 
 /// The nodes of a list, which must end where its tail link says.
@@ -55,19 +77,17 @@ inline std::vector<const vk_value*> items_of(const Value& container) {
 }
 std::vector<const vk_value*> items_of(Value&&) = delete;  // they would be gone
 
-inline std::vector<std::string> names_of(const std::vector<const vk_value*>& nodes) {
-  std::vector<std::string> names;
+inline Names names_of(const std::vector<const vk_value*>& nodes) {
+  Names names;
   for (const vk_value* const node : nodes) names.push_back(name_of(*node));
   return names;
 }
 
 /// The names of a sound object's members, in order.
-inline std::vector<std::string> member_names(const Value& object) {
-  return names_of(items_of(object));
-}
+inline Names member_names(const Value& object) { return names_of(items_of(object)); }
 
 /// The names of a node's attributes, in order; their tail link is right too.
-inline std::vector<std::string> attribute_names(const Value& value) {
+inline Names attribute_names(const Value& value) {
   return names_of(nodes_of(value->attributes, value->attributes_tail));
 }
 

@@ -27,8 +27,6 @@ using ::testing::IsEmpty;
 using ::testing::NotNull;
 using ::testing::StrEq;
 
-using Names = std::vector<std::string>;
-
 // A node with attributes that hold their own names.
 Value with_attributes(const Names& names) {
   Value value = new_value();

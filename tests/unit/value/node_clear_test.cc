@@ -27,14 +27,6 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::StrEq;
 
-vk_value* grow(vk_value* object, const char* name) {
-  vk_value* const member = vk_object_init_object_with_policy(object, name, VK_POLICY_ORDERED);
-  vk_value_set_string(vk_object_init_item(member, "text"), "some text");
-  vk_value_set_error(member, 7);
-  vk_value_set_typename(member, "some type");
-  return member;
-}
-
 // Ways to fill a fresh node, one for each type.
 struct Filling {
   const char* type;

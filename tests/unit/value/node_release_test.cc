@@ -32,8 +32,6 @@ using ::testing::ElementsAreArray;
 using ::testing::Eq;
 using ::testing::SizeIs;
 
-using Names = std::vector<std::string>;
-
 const void* payload_block(const vk_value& value) {
   switch (value.type) {
     case VK_TYPE_STRING:

@@ -24,15 +24,6 @@ using ::testing::IsEmpty;
 using ::testing::NotNull;
 using ::testing::StrEq;
 
-// A member that the tests can tell from all others.
-vk_value* grow(vk_value* object, const char* name) {
-  vk_value* const member = vk_object_init_object_with_policy(object, name, VK_POLICY_ORDERED);
-  vk_value_set_string(vk_object_init_item(member, "text"), "some text");
-  vk_value_set_error(member, 7);
-  vk_value_set_typename(member, "some type");
-  return member;
-}
-
 TEST(ValueNew, MakesANodeThatHoldsNothing) {
   const auto probe = probe_heap();
   vk_value* const value = vk_value_new(&probe->head);

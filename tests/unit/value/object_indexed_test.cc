@@ -28,8 +28,6 @@ using ::testing::ElementsAreArray;
 using ::testing::IsEmpty;
 using ::testing::StrEq;
 
-using Names = std::vector<std::string>;
-
 vk_error insert(const Value& object, const char* name) {
   Value child = new_value();
   const vk_error result = vk_object_insert(object.get(), name, child.get());

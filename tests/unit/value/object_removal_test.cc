@@ -24,16 +24,6 @@ using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
 using ::testing::IsEmpty;
 
-using Names = std::vector<std::string>;
-
-Value object_with(const Names& names) {
-  Value object = new_object();
-  for (const std::string& name : names) {
-    vk_value_set_string(vk_object_init_item(object.get(), name.c_str()), name.c_str());
-  }
-  return object;
-}
-
 Names without(Names names, const std::string& name) {
   std::erase(names, name);
   return names;

@@ -26,16 +26,6 @@ using ::testing::IsEmpty;
 using ::testing::NotNull;
 using ::testing::StrEq;
 
-using Names = std::vector<std::string>;
-
-Value object_with(const Names& names) {
-  Value object = new_object();
-  for (const std::string& name : names) {
-    vk_value_set_string(vk_object_init_item(object.get(), name.c_str()), name.c_str());
-  }
-  return object;
-}
-
 TEST(ObjectInit, MakesAnEmptyObjectOfThePolicy) {
   for (const uint32_t policy : {0U, 1U, 2U, 3U, std::numeric_limits<uint32_t>::max()}) {
     const Value value = new_value();
