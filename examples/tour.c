@@ -3,7 +3,6 @@
  */
 
 #include <stdio.h>
-#include <string.h>
 #include <vesk/vesk.h>
 
 /* A stream that writes to standard output: the vk_stream first, then whatever the writer needs. */

@@ -45,9 +45,8 @@ void unregister_before(const vk_frame_handler_entry* entries, const vk_frame_han
 
 }  // namespace
 
-constinit const vk_frame_handler_ops kNoFrameHooks = {answer_nothing, refuse_handler,
-                                                      refuse_handler};
-constinit vk_frame_handler_ops frame_hooks = {answer_nothing, refuse_handler, refuse_handler};
+constexpr vk_frame_handler_ops kNoFrameHooks = {answer_nothing, refuse_handler, refuse_handler};
+constinit vk_frame_handler_ops frame_hooks = kNoFrameHooks;
 
 }  // namespace vesk
 

@@ -9,8 +9,8 @@
  *
  * Null       Arguments are not checked. A pointer may be null only where its comment says so.
  * Results    Functions that can fail give a `vk_error`, 0 for success; constructors give the
- *            record or null. Exhausted memory is always logged, any other failure where a comment
- *            says so: do not log these again.
+ *            record or null. A block that `vk_alloc` could not give is always logged, any other
+ *            failure where a comment says so: do not log these again.
  * Outputs    Written on success only.
  * Failure    A call that failed has changed nothing.
  * Texts      Are zero-terminated bytes. No encoding is assumed; names are compared byte by byte.
@@ -19,8 +19,8 @@
  *            it from now on. "borrowed": the library keeps the pointer and neither copies nor
  *            releases what it points at, which must live as long as the record that holds it.
  * Threads    The library starts none and locks nothing. Its process-wide state (heaps, "gta", the
- *            log, the module context, the random seed) belongs to one thread; a record belongs to
- *            one thread at a time.
+ *            log, the module context, the hooks of frames, the random seed) belongs to one thread;
+ *            a record belongs to one thread at a time.
  * Callbacks  Must return; they must neither throw nor jump out.
  */
 
