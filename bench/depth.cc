@@ -3,6 +3,7 @@
 // own, so that one which runs out of stack ends only that.
 
 #include <pthread.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -11,6 +12,7 @@
 #include <functional>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "vesk/vesk.h"
 
@@ -36,6 +38,28 @@ vk_path_tree* deep_tree(std::size_t depth) {
   for (std::size_t i = 0; i < depth; ++i) last = vk_path_tree_add_path(last, "m");
   vk_path_tree_add_path(last, "leaf");
   return root;
+}
+
+// A file in memory, to be read or written from its beginning.
+int new_file() {
+  const int file = memfd_create("messages", 0);
+  if (file < 0) std::abort();
+  return file;
+}
+
+// Such a file with a response of one object in another, whose names have the four bytes of a word.
+int deep_response(std::size_t depth) {
+  std::vector<uint32_t> words = {VK_EOK};
+  for (std::size_t i = 0; i < depth; ++i) {
+    words.insert(words.end(), {VK_TYPE_OBJECT, sizeof(uint32_t), 0x6D6D6D6D});
+  }
+  words.push_back(VK_TYPE_OBJECT);
+  words.resize(words.size() + depth + 1);  // the ends of the objects
+  const int file = new_file();
+  const std::size_t size = words.size() * sizeof(uint32_t);
+  if (write(file, words.data(), size) != static_cast<ssize_t>(size)) std::abort();
+  lseek(file, 0, SEEK_SET);
+  return file;
 }
 
 struct Operation {
@@ -98,6 +122,19 @@ const Operation kOperations[] = {
        return [a, b] {
          vk_path_tree* tree = nullptr;
          vk_path_tree_by_diff_value(vk_default_allocator(), &tree, a, b);
+       };
+     }},
+    {"vk_ipc_write_response, vk_ipc_write_request",
+     [](std::size_t depth) {
+       return [file = new_file(), response = vk_ipc_response{VK_EOK, deep_value(depth)}] {
+         if (vk_ipc_write_response(file, &response) != 0) std::abort();
+       };
+     }},
+    {"vk_ipc_read_response, vk_ipc_read_request",
+     [](std::size_t depth) {
+       return [file = deep_response(depth)] {
+         vk_ipc_response response = {0, vk_value_new(vk_default_allocator())};
+         if (vk_ipc_read_response(file, &response) != 0) std::abort();
        };
      }},
 };

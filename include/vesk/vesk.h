@@ -19,8 +19,8 @@
  *            it from now on. "borrowed": the library keeps the pointer and neither copies nor
  *            releases what it points at, which must live as long as the record that holds it.
  * Threads    The library starts none and locks nothing. Its process-wide state (heaps, "gta", the
- *            log, the module context, the hooks of frames, the random seed) belongs to one thread;
- *            a record belongs to one thread at a time.
+ *            log, the module context, the hooks of frames, the random seed, the data model's root)
+ *            belongs to one thread; a record belongs to one thread at a time.
  * Callbacks  Must return; they must neither throw nor jump out.
  */
 
@@ -28,8 +28,12 @@
 #include <vesk/binary.h>
 #include <vesk/datetime.h>
 #include <vesk/dmmgr/frame.h>
+#include <vesk/dmmgr/hook.h>
+#include <vesk/dmmgr/provider.h>
+#include <vesk/dmmgr/request.h>
 #include <vesk/error.h>
 #include <vesk/frame.h>
+#include <vesk/ipc.h>
 #include <vesk/log.h>
 #include <vesk/mm/gta.h>
 #include <vesk/mm/heap.h>
@@ -40,6 +44,8 @@
 #include <vesk/path_tree.h>
 #include <vesk/path_tree_diff.h>
 #include <vesk/random.h>
+#include <vesk/storage/fd.h>
+#include <vesk/storage/storage.h>
 #include <vesk/stream.h>
 #include <vesk/string.h>
 #include <vesk/value/array.h>

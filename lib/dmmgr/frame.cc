@@ -1,4 +1,4 @@
-#include "vesk/dmmgr/frame.h"
+#include "lib/dmmgr/frame.h"
 
 #include <array>
 
@@ -11,7 +11,6 @@ namespace {
 constexpr const char kFlags[] = "dm-flags";
 constexpr const char kInstanceNumber[] = "InstanceNumber";
 constexpr const char kLevel[] = "level";
-constexpr const char kResult[] = "ParameterList";
 constexpr const char kStatus[] = "Status";
 constexpr const char kWritable[] = "Writable";
 
@@ -69,9 +68,9 @@ int32_t dm_frame_get_status(const vk_value* value) {
 
 vk_value* dm_frame_result_value(vk_value* value) {
   if (value == nullptr || value->type != VK_TYPE_OBJECT) return nullptr;
-  vk_value* const result = vk_object_find_item(value, kResult);
+  vk_value* const result = vk_object_find_item(value, vesk::kParameterList);
   if (result != nullptr) return result;
-  return vk_object_init_object_with_policy(value, kResult, VK_POLICY_ORDERED);
+  return vk_object_init_object_with_policy(value, vesk::kParameterList, VK_POLICY_ORDERED);
 }
 
 vk_error dm_frame_add_level_item(vk_frame* frame, const char* name) {

@@ -5,30 +5,18 @@
  * What the interface tests share: a check that counts, and a stream into a buffer.
  */
 
-#include <stdio.h>
-#include <string.h>
 #include <vesk/vesk.h>
 
-static int checks;
-static int failures;
+/* Says where and what, unless the expression holds. */
+#define CHECK(...) check((__VA_ARGS__), #__VA_ARGS__, __FILE__, __LINE__)
 
-#define CHECK(expression) check((expression), #expression, __LINE__)
+void check(bool holds, const char *expression, const char *file, int line);
 
-static inline void check(bool holds, const char *expression, int line) {
-  ++checks;
-  if (holds) return;
-  ++failures;
-  printf("line %d: %s does not hold\n", line, expression);
-}
+/* Prints how many checks there were and gives the exit status of the program. */
+int report(void);
 
-static inline bool same(const char *a, const char *b) {
-  return a != NULL && b != NULL && strcmp(a, b) == 0;
-}
-
-static inline int report(void) {
-  printf("%d checks, %d failures\n", checks, failures);
-  return failures != 0;
-}
+/* Whether two texts are there and equal. */
+bool same(const char *a, const char *b);
 
 struct buffer_stream {
   vk_stream stream;
@@ -36,18 +24,9 @@ struct buffer_stream {
   char text[256];
 };
 
-static inline vk_error buffer_write(vk_stream *stream, const void *bytes, uint32_t count) {
-  struct buffer_stream *self = (struct buffer_stream *)stream;
-  if (count >= sizeof self->text - self->length) return VK_EIO;
-  memcpy(self->text + self->length, bytes, count);
-  self->length += count;
-  self->text[self->length] = '\0';
-  return VK_EOK;
-}
+void buffer_init(struct buffer_stream *buffer);
 
-static inline void buffer_init(struct buffer_stream *buffer) {
-  memset(buffer, 0, sizeof *buffer);
-  vk_stream_init(&buffer->stream, buffer_write, NULL);
-}
+/* Whether a value is there and written as this text. */
+bool writes(const vk_value *value, const char *text);
 
 #endif

@@ -154,3 +154,28 @@ FIELD(vk_path_tree, path_node, 20, 40);
 FIELD(vk_path_tree, name_magic, 32, 64);
 FIELD(vk_path_tree, node_magic, 36, 68);
 SIZE(vk_path_tree, 40, 72);
+
+FIELD(vk_ipc_request, tag, 0, 0);
+FIELD(vk_ipc_request, path, 4, 8);
+FIELD(vk_ipc_request, action, 8, 16);
+FIELD(vk_ipc_request, value, 12, 24);
+SIZE(vk_ipc_request, 16, 32);
+
+FIELD(vk_ipc_response, status, 0, 0);
+FIELD(vk_ipc_response, value, 4, 8);
+SIZE(vk_ipc_response, 8, 16);
+
+FIELD(dm_handlers, get, 0, 0);
+FIELD(dm_handlers, set, 4, 8);
+FIELD(dm_handlers, info, 8, 16);
+FIELD(dm_handlers, add, 12, 24);
+FIELD(dm_handlers, del, 16, 32);
+FIELD(dm_handlers, getattr, 20, 40);
+FIELD(dm_handlers, setattr, 24, 48);
+FIELD(dm_handlers, commit, 28, 56);
+FIELD(dm_handlers, rollback, 32, 64);
+FIELD(dm_handlers, config, 36, 72);
+FIELD(dm_handlers, level, 40, 80);
+FIELD(dm_handlers, provide, 44, 88);
+FIELD(dm_handlers, other, 48, 96);
+SIZE(dm_handlers, 52, 104);

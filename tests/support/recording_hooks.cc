@@ -8,20 +8,10 @@ namespace {
 
 RecordingHooks* recording = nullptr;
 
-std::string text_of(const vk_path_node* path) {
-  std::string text;
-  for (const vk_path_node* node = path; node != nullptr; node = node->next) {
-    if (node != path) text += '.';
-    text += node->name;
-    if (node->index != 0) text += '#' + std::to_string(node->index);
-  }
-  return text;
-}
-
 uint32_t record_call(const vk_path_node* path, uint32_t action, vk_value* value) {
   {
     const Unwatched unwatched;
-    recording->calls.push_back({text_of(path), action, value});
+    recording->calls.push_back({text_of(path), action, value, path});
   }
   return recording->answer(recording->calls.back());
 }
@@ -44,6 +34,16 @@ vk_error record_del(const char* path, vk_frame_handler handler, void* data) {
 }
 
 }  // namespace
+
+std::string text_of(const vk_path_node* path) {
+  std::string text;
+  for (const vk_path_node* node = path; node != nullptr; node = node->next) {
+    if (node != path) text += '.';
+    text += node->name;
+    if (node->index != 0) text += '#' + std::to_string(node->index);
+  }
+  return text;
+}
 
 RecordingHooks::RecordingHooks() {
   recording = this;

@@ -12,6 +12,9 @@
 
 namespace vesk::test {
 
+/// A path's components with "#" and the number behind instances.
+std::string text_of(const vk_path_node* path);
+
 /// Takes the place of the installed hooks while it lives. One at a time.
 class RecordingHooks {
  public:
@@ -25,9 +28,10 @@ class RecordingHooks {
     std::string path;
     uint32_t action;
     vk_value* value;
+    const vk_path_node* first;  ///< the path itself, valid during the call only
   };
 
-  std::vector<Call> calls;
+  std::deque<Call> calls;  // an answer may make further calls, and keeps its own
   /// Registrations and their undoing, as "add PATH" and "del PATH", with handler and data.
   struct Registration {
     std::string what;

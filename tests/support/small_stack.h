@@ -4,7 +4,9 @@
 
 #include <gtest/gtest.h>
 #include <pthread.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <functional>
 
@@ -26,12 +28,14 @@ inline constexpr std::size_t kSmallStack = 256 * 1024;
 inline constexpr std::size_t kSmallStack = 64 * 1024;
 #endif
 
-/// Calls a piece on a thread that has a stack of `kSmallStack` bytes, and waits for its end. More
-/// stack than that ends the process.
+/// Calls a piece on a thread that has a stack of `kSmallStack` bytes, or the smallest that the
+/// machine gives a thread if that is more, and waits for its end. More stack than that ends the
+/// process.
 inline void on_small_stack(std::function<void()> piece) {
   pthread_attr_t attributes;
   ASSERT_EQ(pthread_attr_init(&attributes), 0);
-  ASSERT_EQ(pthread_attr_setstacksize(&attributes, kSmallStack), 0);
+  const auto smallest = static_cast<std::size_t>(sysconf(_SC_THREAD_STACK_MIN));
+  ASSERT_EQ(pthread_attr_setstacksize(&attributes, std::max(kSmallStack, smallest)), 0);
   pthread_t thread;
   const auto run = [](void* argument) -> void* {
     (*static_cast<std::function<void()>*>(argument))();

@@ -38,6 +38,13 @@ static_assert(is_plain<vk_path_tree>);
 static_assert(is_plain<vk_value>);
 static_assert(is_plain<vk_value_items>);
 static_assert(is_plain<vk_value_payload>);
+static_assert(is_plain<vk_frame>);
+static_assert(is_plain<vk_frame_handler_entry>);
+static_assert(is_plain<vk_frame_handler_ops>);
+static_assert(is_plain<cwmp_type>);
+static_assert(is_plain<vk_ipc_request>);
+static_assert(is_plain<vk_ipc_response>);
+static_assert(is_plain<dm_handlers>);
 
 TEST(Constants, ResultCodesAreNumberedFrom0To23) {
   constexpr std::array<uint32_t, 24> kCodes = {

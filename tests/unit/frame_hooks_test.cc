@@ -75,6 +75,10 @@ TEST(FrameHandlerSetup, TakesNullHooksAsTheyAre) {
   EXPECT_EQ(frame_hooks.unregister_handler, nullptr);
 }
 
+TEST(FrameHandlerSetup, IsPrecededByOneFunctionForBothKindsOfRegistration) {
+  EXPECT_EQ(kNoFrameHooks.register_handler, kNoFrameHooks.unregister_handler);
+}
+
 TEST(FrameHandlerSetup, IsRefusedInAModule) {
   const LogSpy log;
   const ModuleProcess module("wlan");
@@ -210,26 +214,17 @@ TEST_F(FrameCall, StoresAStatusAboveTheSignedRangeAsItsNegative) {
 }
 
 // Keeps its arguments in its data.
-struct Handled {
-  vk_frame* frame;
-  void* argument;
-};
-
-uint32_t keep_arguments(void* data, vk_frame* frame, void* argument) {
-  *static_cast<Handled*>(data) = {frame, argument};
-  return VK_ENOANSWER;
-}
-
-TEST(FrameHandler, ReceivesItsDataTheFrameAndAnArgumentOfTheCore) {
-  const RecordingHooks hooks;
-  Handled handled = {};
-  int third = 0;
-  const OwnedFrame frame = new_frame();
-  EXPECT_EQ(vk_frame_handler_register("a", keep_arguments, &handled), VK_EOK);
-  const Registration& registered = hooks.registrations.front();
-  EXPECT_EQ(registered.handler(registered.data, frame.get(), &third), VK_ENOANSWER);
-  EXPECT_EQ(handled.frame, frame.get());
-  EXPECT_EQ(handled.argument, &third);
+TEST_F(FrameCall, KeepsItsPathWholeWhileItsHookMakesAnother) {
+  RecordingHooks hooks;
+  std::string outer_afterwards;
+  hooks.answer = [&](const RecordingHooks::Call& call) {
+    if (call.path == "inner.path") return VK_EBUSY;
+    const uint32_t result = vk_frame_call2("inner.path", 0, nullptr);
+    outer_afterwards = text_of(call.first);
+    return result;
+  };
+  EXPECT_EQ(vk_frame_call2("a.1.b", 0, nullptr), VK_EBUSY);
+  EXPECT_EQ(outer_afterwards, "a.1#1.b");
 }
 
 TEST_F(FrameCall, TakesTheActionAndValueOfAFrameAndStoresItsStatus) {

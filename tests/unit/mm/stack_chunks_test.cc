@@ -171,7 +171,9 @@ TEST_F(StackOwns, TheContentsAlsoBeforeAnObjectThatBeginsLaterForItsAlignment) {
   const Heap stack{vk_mm_stack_new("unaligned")};
   const vk_mm_region& region = record_of(stack.get()).region;
   const char* const contents = reinterpret_cast<const char*>(region.chunk + 1);
-  ASSERT_EQ(contents + kAlignment - sizeof(void*), region.object);
+  const std::size_t skipped = -address(contents) % kAlignment;
+  ASSERT_EQ(skipped > 0, kAlignment > sizeof(void*));
+  ASSERT_EQ(contents + skipped, region.object);
   for (const char* byte = contents; byte <= region.object; ++byte) {
     EXPECT_EQ(stack->ops->owns(stack.get(), byte), 1);
   }

@@ -1,0 +1,2 @@
+// The same assertions, read by a C++ compiler.
+#include "layout.c"
