@@ -24,3 +24,13 @@ function(vesk_c_program target)
     set_target_properties(${target} PROPERTIES LINKER_LANGUAGE CXX)
   endif()
 endfunction()
+
+# How libraries that need libc alone at run time are compiled: the standard library is used
+# header-only. A fortified build would call other functions than those that the tests observe.
+set(vesk_lean_options -fno-exceptions -fno-rtti -fno-threadsafe-statics
+    -fno-semantic-interposition -ffunction-sections -fdata-sections -U_FORTIFY_SOURCE)
+if(VESK_SANITIZE OR (VESK_TESTS AND CMAKE_CROSSCOMPILING))
+  # What is shipped is optimised, so this is how the sanitizers and other machines see it, whatever
+  # the tests are.
+  list(APPEND vesk_lean_options -O2)
+endif()

@@ -46,12 +46,12 @@ def row(name, figures):
 
 
 def main():
-    code = files("lib", "include")
-    sized = list(functions(files("lib")))
+    code = files("lib", "include", "runtime", "core", "modules")
+    sized = list(functions(code))
     of_functions, of_files = [size for size, _ in sized], [lines(path) for path in code]
     ratio = sum(map(lines, files("tests"))) / sum(of_files)
     print("sizes            functions: median, 95 %, max   files: median, 95 %   tests/code")
-    row("libvesk", (statistics.median(of_functions), percentile(of_functions, 0.95),
+    row("vesk", (statistics.median(of_functions), percentile(of_functions, 0.95),
                     max(of_functions), statistics.median(of_files), percentile(of_files, 0.95),
                     ratio))
     for name, figures in MODELS.items():

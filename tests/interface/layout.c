@@ -7,6 +7,7 @@
 #include <assert.h>
 #include <stddef.h>
 #include <vesk/log_names.h>
+#include <vesk/runtime.h>
 #include <vesk/vesk.h>
 
 #define BY_WORD(on32, on64) (sizeof(void *) == 4 ? (size_t)(on32) : (size_t)(on64))
@@ -164,6 +165,12 @@ SIZE(vk_ipc_request, 16, 32);
 FIELD(vk_ipc_response, status, 0, 0);
 FIELD(vk_ipc_response, value, 4, 8);
 SIZE(vk_ipc_response, 8, 16);
+
+FIELD(vk_module_descriptor, name, 0, 0);
+FIELD(vk_module_descriptor, version, 4, 8);
+FIELD(vk_module_descriptor, start, 8, 16);
+FIELD(vk_module_descriptor, stop, 12, 24);
+SIZE(vk_module_descriptor, 16, 32);
 
 FIELD(dm_handlers, get, 0, 0);
 FIELD(dm_handlers, set, 4, 8);

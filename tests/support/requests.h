@@ -186,4 +186,30 @@ class ModuleRequestTest : public RequestTest {
   ModuleProcess module_{"demo"};
 };
 
+/// Nothing is handed out by an answer that has no list, or one that is no object.
+template <typename Ask>
+void expect_untouched_without_a_list(const Ask& ask) {
+  const Answer answers[] = {nullptr,
+                            no_list,
+                            no_object,
+                            list_of(any()),
+                            list_of(array({text("element")})),
+                            list_of(text("list"))};
+  Core core;
+  for (const Answer& answer : answers) {
+    core.answer = answer;
+    EXPECT_EQ(ask(), (Outcome{VK_ENOENT, Untouched{}}));
+  }
+}
+
+/// Nothing is handed out by a call that failed, whatever its answer holds.
+template <typename Ask>
+void expect_untouched_by_a_failed_call(const Ask& ask, const Tree& list) {
+  Core core(list_of(list));
+  for (const uint32_t result : {VK_ENOENT, VK_EPROVIDER, UINT32_C(4000000000)}) {
+    core.result = result;
+    EXPECT_EQ(ask(), (Outcome{result, Untouched{}}));
+  }
+}
+
 }  // namespace vesk::test

@@ -81,24 +81,14 @@ TEST_F(DmNames, AreNullIfTheListLacksThePath) {
 }
 
 TEST_F(DmNames, AreUntouchedIfTheAnswerHasNoListThatIsAnObject) {
-  const Answer answers[] = {
-      nullptr, no_list, no_object, list_of(any()), list_of(array({kInfo})), list_of(text("list"))};
-  Core core;
-  for (const Answer& answer : answers) {
-    core.answer = answer;
-    for (const char* const path : {".", "Device"}) {
-      EXPECT_EQ(ask(path), (Outcome{VK_ENOENT, Untouched{}}));
-    }
+  for (const char* const path : {".", "Device"}) {
+    expect_untouched_without_a_list([&] { return ask(path); });
   }
   EXPECT_THAT(log_.calls(), IsEmpty());
 }
 
 TEST_F(DmNames, AreUntouchedIfTheCallFailed) {
-  Core core(list_of(kList));
-  for (const uint32_t result : {VK_ENOENT, VK_EPROVIDER, UINT32_C(4000000000)}) {
-    core.result = result;
-    EXPECT_EQ(ask("."), (Outcome{result, Untouched{}}));
-  }
+  expect_untouched_by_a_failed_call([&] { return ask("."); }, kList);
   EXPECT_THAT(log_.calls(), IsEmpty());
 }
 

@@ -124,24 +124,14 @@ TEST_F(DmValue, IsNullButNoErrorIfTheListLacksTheName) {
 }
 
 TEST_F(DmValue, IsUntouchedIfTheAnswerHasNoListThatIsAnObject) {
-  const Answer answers[] = {
-      nullptr, no_list, no_object, list_of(any()), list_of(array({kInfo})), list_of(text("list"))};
-  Core core;
-  for (const Answer& answer : answers) {
-    core.answer = answer;
-    for (const char* const name : {"", "X"}) {
-      EXPECT_EQ(ask(name), (Outcome{VK_ENOENT, Untouched{}}));
-    }
+  for (const char* const path : {"", "X"}) {
+    expect_untouched_without_a_list([&] { return ask(path); });
   }
   EXPECT_THAT(log_.calls(), IsEmpty());
 }
 
 TEST_F(DmValue, IsUntouchedIfTheCallFailed) {
-  Core core(list_of(kList));
-  for (const uint32_t result : {VK_ENOENT, VK_EPROVIDER, UINT32_C(4000000000)}) {
-    core.result = result;
-    EXPECT_EQ(ask("X"), (Outcome{result, Untouched{}}));
-  }
+  expect_untouched_by_a_failed_call([&] { return ask("X"); }, kList);
   EXPECT_THAT(log_.calls(), IsEmpty());
 }
 

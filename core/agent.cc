@@ -1,0 +1,108 @@
+#include "core/agent.h"
+
+#include <asio/co_spawn.hpp>
+#include <asio/detached.hpp>
+#include <asio/redirect_error.hpp>
+#include <asio/steady_timer.hpp>
+#include <asio/use_awaitable.hpp>
+#include <csignal>
+#include <exception>
+
+#include "core/log.h"
+#include "core/sys_service.h"
+#include "vesk/mm/gta.h"
+#include "vesk/mm/stack.h"
+
+namespace vesk::core {
+namespace {
+
+// What is not done then is left undone: whoever asked for the end does not wait longer.
+constexpr Milliseconds kToEnd{1500};
+constexpr Milliseconds kToTakeAnswers{200};
+constexpr Milliseconds kBetweenLooks{5};
+
+void report_to_log(const std::string& text) { log(VK_LOG_ERROR, "%s", text.c_str()); }
+
+ManagerOptions manager_options(const Options& options) {
+  ManagerOptions chosen;
+  chosen.limits = options.settings.message;
+  if (!options.inform.empty()) chosen.inform_names = options.inform;
+  return chosen;
+}
+
+}  // namespace
+
+Agent::Agent(const Options& options, Descriptor listener)
+    : options_(options),
+      notifier_(loop_),
+      dispatcher_(loop_, options.settings),
+      store_(loop_, options.store, report_to_log),
+      records_(store_),
+      manager_(loop_, dispatcher_, records_, manager_options(options)),
+      hook_(loop_, dispatcher_),
+      server_(loop_, options.settings, options.access, dispatcher_),
+      signals_(loop_, SIGTERM, SIGINT) {
+  buffers.set_limit(options.settings.buffers);
+  serve_modules(dispatcher_, options.settings);
+  serve_store(dispatcher_, store_, [this] { manager_.forget(); });
+  listen(std::move(listener));
+  await_signal();
+}
+
+void Agent::listen(Descriptor listener) {
+  if (!listener) {
+    file_ = std::make_unique<SocketFile>(options_.socket, options_.access);
+    listener = file_->take();
+  }
+  server_.listen(std::move(listener));
+}
+
+void Agent::run() {
+  notifier_.ready();
+  log(VK_LOG_INFO, "The core is ready at %s", options_.socket.c_str());
+  while (!loop_.stopped()) {
+    try {
+      loop_.run_one();
+    } catch (const std::exception& error) {
+      log(VK_LOG_ERROR, "Something is lost: %s", error.what());
+    }
+    vk_mm_stack_clear(vk_gta());
+  }
+}
+
+void Agent::await_signal() {
+  signals_.async_wait([this](const asio::error_code& error, int) {
+    if (!error) asio::co_spawn(loop_, shut_down(), asio::detached);
+  });
+}
+
+// Nobody new comes; what modules were asked is over; what the store is doing is done.
+asio::awaitable<void> Agent::shut_down() {
+  notifier_.stopping();
+  asio::steady_timer last(loop_, kToEnd);
+  last.async_wait([this](const asio::error_code& error) {
+    if (!error) loop_.stop();
+  });
+  server_.stop();
+  file_.reset();
+  dispatcher_.stop();
+  co_await store_.close();
+  co_await wait_for_answers();
+  dispatcher_.abandon();
+  co_await wait_for_answers();
+  server_.close();
+  loop_.stop();
+}
+
+asio::awaitable<void> Agent::wait_for_answers() {
+  const auto until = std::chrono::steady_clock::now() + kToTakeAnswers;
+  asio::steady_timer pause(loop_);
+  while (!dispatcher_.idle() || server_.is_answering()) {
+    if (std::chrono::steady_clock::now() >= until) co_return;
+    asio::error_code ignored;
+    pause.expires_after(kBetweenLooks);
+    co_await pause.async_wait(asio::redirect_error(asio::use_awaitable, ignored));
+  }
+}
+
+}  // namespace vesk::core

@@ -1,0 +1,302 @@
+#include "core/dispatcher.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <asio/co_spawn.hpp>
+#include <asio/detached.hpp>
+#include <new>
+#include <utility>
+
+#include "core/one_shot.h"
+#include "core/walk.h"
+
+namespace vesk::core {
+namespace {
+
+// What users other than root and the core's own may ask for.
+bool only_reads(const Path& path) {
+  return path.size() >= 3 && path[0] == "cwmp" && path[1] == "rpc" && path[2].starts_with("Get");
+}
+
+}  // namespace
+
+/// A request that came on a line and is not answered yet.
+class Dispatcher::Open : public std::enable_shared_from_this<Open> {
+ public:
+  Open(Dispatcher& dispatcher, LinePtr line, ModulePtr module, std::function<void(Answer)> reply)
+      : dispatcher_(dispatcher),
+        line_(std::move(line)),
+        module_(std::move(module)),
+        reply_(std::move(reply)),
+        patience_(dispatcher.loop_) {}
+
+  void begin() {
+    dispatcher_.open_.insert(shared_from_this());
+    if (module_ != nullptr) item_ = module_->begin_call();
+    patience_.expires_after(dispatcher_.settings_.patience);
+    patience_.async_wait([weak = weak_from_this()](const asio::error_code& error) {
+      const OpenPtr self = weak.lock();
+      if (!error && self != nullptr) self->finish({VK_ETIMEDOUT});
+    });
+  }
+
+  /// The call could not be answered at once.
+  void wait() {
+    if (!finished_ && module_ != nullptr) module_->call_waits();
+  }
+
+  void finish(Answer answer) {
+    if (finished_) return;
+    const OpenPtr self = leave();
+    dispatcher_.roster_.begin_delivery(*line_);
+    if (module_ != nullptr) module_->end_call(item_);
+    reply_(std::move(answer));
+  }
+
+  /// Whoever asked has gone.
+  void give_up() {
+    if (finished_) return;
+    const OpenPtr self = leave();
+    if (module_ != nullptr) module_->end_call(item_);
+  }
+
+  bool finished() const { return finished_; }
+  bool came_on(const Line& line) const { return line_.get() == &line; }
+
+ private:
+  OpenPtr leave() {
+    finished_ = true;
+    OpenPtr self = shared_from_this();
+    dispatcher_.open_.erase(self);
+    patience_.cancel();
+    return self;
+  }
+
+  Dispatcher& dispatcher_;
+  const LinePtr line_;
+  const ModulePtr module_;
+  const std::function<void(Answer)> reply_;
+  asio::steady_timer patience_;
+  Module::CallItem item_;
+  bool finished_ = false;
+};
+
+Dispatcher::Dispatcher(asio::io_context& loop, const Settings& settings)
+    : loop_(loop),
+      settings_(settings),
+      roster_(loop, settings, [this](const std::string& name, bool attached) {
+        if (!attached) forget_module(name);
+        for (const auto& watcher : watchers_) watcher(name, attached);
+      }) {}
+
+Dispatcher::~Dispatcher() = default;
+
+void Dispatcher::serve(Path pattern, Service service) {
+  const uint64_t id = ++last_id_;
+  patterns_.add(pattern, id);
+  handlers_.emplace(id, Handler{std::move(pattern), std::move(service), nullptr, 0});
+}
+
+void Dispatcher::watch_modules(std::function<void(const std::string&, bool)> watcher) {
+  watchers_.push_back(std::move(watcher));
+}
+
+asio::awaitable<Answer> Dispatcher::ask(CallPtr parent, Request request) {
+  const CallPtr call = link(std::move(parent));
+  if (stopping_) co_return Answer{VK_EBUSY};
+  if (call->depth > settings_.chain) co_return Answer{VK_EBUSY};
+  if (request.text.empty()) request.text = join(request.path);
+  auto work = route(nullptr, call, std::move(request));
+  Answer answer = co_await guarded(std::move(work));
+  co_return answer;
+}
+
+asio::awaitable<Answer> Dispatcher::ask(CallPtr parent, uint64_t registration, Request request) {
+  const CallPtr call = link(std::move(parent));
+  if (stopping_) co_return Answer{VK_EBUSY};
+  if (call->depth > settings_.chain) co_return Answer{VK_EBUSY};
+  if (!handlers_.contains(registration)) co_return Answer{VK_EIO};
+  if (request.text.empty()) request.text = join(request.path);
+  auto work = try_one(call, registration, request);
+  Answer answer = co_await guarded(std::move(work));
+  co_return answer;
+}
+
+std::vector<Registration> Dispatcher::registrations(const std::string& first) const {
+  std::vector<Registration> found;
+  for (const auto& [id, handler] : handlers_) {
+    if (handler.module == nullptr || handler.pattern.front() != first) continue;
+    found.push_back({id, handler.pattern, handler.module->name()});
+  }
+  std::stable_sort(found.begin(), found.end(), [](const auto& left, const auto& right) {
+    return tried_before(left.pattern, right.pattern);
+  });
+  return found;
+}
+
+void Dispatcher::asked(const LinePtr& line, Message message, std::function<void(Answer)> reply) {
+  roster_.meet(line);
+  const ModulePtr module = roster_.of(*line);
+  if (module != nullptr) module->heard();
+  Request request = {walk(message.path), message.action, std::move(message.value), {}};
+  request.text = std::move(message.path);
+  const CallPtr call = call_on(*line, module);
+  const auto open = std::make_shared<Open>(*this, line, module, std::move(reply));
+  open->begin();
+  if (const uint32_t refusal = refusal_of(*call, request.path); refusal != VK_EOK) {
+    open->finish({refusal});
+    return;
+  }
+  asio::co_spawn(loop_, conduct(open, call, std::move(request), conducted_), asio::detached);
+  open->wait();
+}
+
+uint32_t Dispatcher::refusal_of(const Call& call, const Path& path) const {
+  if (!call.peer.trusted && !only_reads(path)) return VK_EAUTH;
+  if (stopping_ || call.depth > settings_.chain) return VK_EBUSY;
+  return conducted_.use_count() > static_cast<long>(settings_.lines) ? VK_EBUSY : VK_EOK;
+}
+
+void Dispatcher::taken(Line& line) { roster_.end_delivery(line); }
+
+void Dispatcher::ended(Line& line) {
+  const std::set<OpenPtr> open = open_;
+  for (const OpenPtr& request : open) {
+    if (request->came_on(line)) request->give_up();
+  }
+  roster_.lose(line);
+}
+
+std::string Dispatcher::module_of(const Line& line) const {
+  const ModulePtr module = roster_.of(line);
+  return module == nullptr ? std::string() : module->name();
+}
+
+CallPtr Dispatcher::call_on(const Line& line, const ModulePtr& module) const {
+  CallPtr parent = module == nullptr ? nullptr : module->serving();
+  const uint32_t depth = parent == nullptr ? 1 : parent->depth + 1;
+  const std::string name = module == nullptr ? std::string() : module->name();
+  return std::make_shared<Call>(Call{std::move(parent), depth, line.peer(), name, line.id()});
+}
+
+CallPtr Dispatcher::link(CallPtr parent) const {
+  const uint32_t depth = parent == nullptr ? 1 : parent->depth + 1;
+  const Peer own = {geteuid(), getegid(), getpid(), true};
+  return std::make_shared<Call>(Call{std::move(parent), depth, own, {}, 0});
+}
+
+// What a request makes the core do goes on when whoever asked has gone, so it is counted: each has
+// a share of the count.
+asio::awaitable<void> Dispatcher::conduct(OpenPtr open, CallPtr call, Request request,
+                                          std::shared_ptr<const int>) {
+  auto work = route(open, call, std::move(request));
+  Answer answer = co_await guarded(std::move(work));
+  open->finish(std::move(answer));
+}
+
+asio::awaitable<Answer> Dispatcher::guarded(asio::awaitable<Answer> work) {
+  uint32_t failure = VK_EOK;
+  try {
+    Answer answer = co_await std::move(work);
+    co_return answer;
+  } catch (const std::bad_alloc&) {
+    failure = VK_ENOMEM;
+  } catch (...) {
+    failure = VK_EINTERNAL;
+  }
+  co_return Answer{failure};
+}
+
+// No further handler is tried for a request that is over.
+asio::awaitable<Answer> Dispatcher::route(OpenPtr open, CallPtr call, Request request) {
+  const std::vector<uint64_t> ids = patterns_.match(request.path);
+  for (const uint64_t id : ids) {
+    if (open != nullptr && open->finished()) break;
+    Answer answer = co_await try_one(call, id, request);
+    if (answer.status != VK_ENOANSWER) co_return answer;
+  }
+  co_return Answer{VK_ENOANSWER};
+}
+
+// A handler that was removed meanwhile has no answer.
+asio::awaitable<Answer> Dispatcher::try_one(CallPtr call, uint64_t id, const Request& request) {
+  const auto handler = handlers_.find(id);
+  if (handler == handlers_.end()) co_return Answer{VK_ENOANSWER};
+  if (handler->second.service != nullptr) {
+    const Service& service = handler->second.service;  // services stay
+    Answer answer = co_await service(call, request);
+    co_return answer;
+  }
+  const ModulePtr module = handler->second.module;
+  Answer answer = co_await hand(module, handler->second.number, call, request);
+  co_return answer;
+}
+
+asio::awaitable<Answer> Dispatcher::hand(ModulePtr module, uint32_t number, CallPtr call,
+                                         const Request& request) {
+  const auto result = std::make_shared<OneShot<Answer>>(loop_);
+  const auto task = std::make_shared<Task>();
+  task->message = {number, request.text, request.action, request.value};
+  task->call = std::move(call);
+  task->done = [result](Answer answer) { result->set(std::move(answer)); };
+  module->submit(task);
+  std::optional<Answer> answer = co_await result->wait(settings_.patience);
+  if (!answer.has_value()) co_return Answer{VK_ETIMEDOUT};
+  co_return std::move(*answer);
+}
+
+uint32_t Dispatcher::add_handler(const ModulePtr& module, Path pattern, uint32_t number) {
+  if (pattern.empty()) return VK_EINVAL;
+  uint32_t count = 0;
+  for (const auto& [id, handler] : handlers_) {
+    if (handler.module == nullptr && is_at_or_below(pattern, handler.pattern)) return VK_EEXIST;
+    if (handler.module != module) continue;
+    if (handler.number == number) return VK_EEXIST;
+    ++count;
+  }
+  if (count >= settings_.handlers) return VK_EBUSY;
+  const uint64_t id = ++last_id_;
+  patterns_.add(pattern, id);
+  handlers_.emplace(id, Handler{std::move(pattern), nullptr, module, number});
+  return VK_EOK;
+}
+
+uint32_t Dispatcher::remove_handler(const Module& module, const Path& pattern, uint32_t number) {
+  const auto found = std::find_if(handlers_.begin(), handlers_.end(), [&](const auto& entry) {
+    const Handler& handler = entry.second;
+    return handler.module.get() == &module && handler.number == number &&
+           handler.pattern == pattern;
+  });
+  if (found == handlers_.end()) return VK_ENOENT;
+  remove(found->first);
+  return VK_EOK;
+}
+
+void Dispatcher::remove(uint64_t id) {
+  const auto handler = handlers_.find(id);
+  patterns_.remove(handler->second.pattern, id);
+  handlers_.erase(handler);
+}
+
+void Dispatcher::forget_module(const std::string& name) {
+  for (auto handler = handlers_.begin(); handler != handlers_.end();) {
+    const auto next = std::next(handler);
+    if (handler->second.module != nullptr && handler->second.module->name() == name) {
+      remove(handler->first);
+    }
+    handler = next;
+  }
+}
+
+void Dispatcher::stop() {
+  stopping_ = true;
+  roster_.end_all(VK_EIO);
+}
+
+void Dispatcher::abandon() {
+  const std::set<OpenPtr> open = open_;
+  for (const OpenPtr& request : open) request->finish({VK_EIO});
+}
+
+}  // namespace vesk::core

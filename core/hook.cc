@@ -1,0 +1,104 @@
+#include "core/hook.h"
+
+#include <asio/co_spawn.hpp>
+#include <exception>
+#include <memory>
+#include <new>
+#include <optional>
+#include <utility>
+
+#include "core/tree.h"
+#include "vesk/frame.h"
+
+namespace vesk::core {
+namespace {
+
+struct Installed {
+  asio::io_context* loop = nullptr;
+  Router* router = nullptr;
+  unsigned depth = 0;
+};
+Installed installed;
+
+// One wait inside another, also if what the loop runs meanwhile throws.
+struct Deeper {
+  Deeper() { ++installed.depth; }
+  ~Deeper() { --installed.depth; }
+  Deeper(const Deeper&) = delete;
+  Deeper& operator=(const Deeper&) = delete;
+};
+
+Request request_of(const vk_path_node* first, uint32_t action, const vk_value* value) {
+  Request request;
+  for (const vk_path_node* node = first; node != nullptr; node = node->next) {
+    request.path.emplace_back(node->name);
+  }
+  request.action = action;
+  if (value != nullptr) request.value = std::make_shared<const Bytes>(encode(*value));
+  return request;
+}
+
+// Waits inside the loop. The answer's place outlives the wait: whoever asks it may come too late.
+Answer pump(const std::shared_ptr<std::optional<Answer>>& answer) {
+  if (!answer->has_value() && installed.depth == Hook::kDeepest) return {VK_EBUSY};
+  const Deeper deeper;
+  while (!answer->has_value() && installed.loop->run_one() != 0) {
+  }
+  return answer->has_value() ? std::move(**answer) : Answer{VK_EIO};
+}
+
+Answer call(Request request) {
+  const auto answer = std::make_shared<std::optional<Answer>>();
+  asio::co_spawn(*installed.loop, installed.router->ask(nullptr, std::move(request)),
+                 [answer](const std::exception_ptr& error, Answer given) noexcept {
+                   *answer = error == nullptr ? std::move(given) : Answer{VK_EINTERNAL};
+                 });
+  return pump(answer);
+}
+
+// What the answer carries takes the place of what the caller's node held. It is read on the node's
+// own heap, and its payload is handed over.
+void replace(vk_value& value, const Bytes& tree) {
+  OwnedValue fresh = decode(&tree, value.heap);
+  vk_value_clear(&value);
+  value.type = fresh->type;
+  value.policy = fresh->policy;
+  value.payload = fresh->payload;
+  if (is_container(value) && value.payload.items.first == nullptr) {
+    value.payload.items.tail = &value.payload.items.first;
+  }
+  fresh->type = VK_TYPE_ANY;
+}
+
+uint32_t call_path(const vk_path_node* path, uint32_t action, vk_value* value) noexcept try {
+  const Answer answer = call(request_of(path, action, value));
+  if (value != nullptr && !answer.value.empty()) replace(*value, answer.value);
+  return answer.status;
+} catch (const std::bad_alloc&) {
+  return VK_ENOMEM;
+} catch (...) {
+  return VK_EINTERNAL;
+}
+
+vk_error refuse(const char*, vk_frame_handler, void*) { return VK_ENOSYS; }
+
+uint32_t answer_nothing(const vk_path_node*, uint32_t, vk_value*) { return VK_ENOANSWER; }
+
+void install(uint32_t (*call_hook)(const vk_path_node*, uint32_t, vk_value*)) {
+  const vk_frame_handler_ops hooks = {call_hook, refuse, refuse};
+  static_cast<void>(vk_frame_handler_setup(&hooks));
+}
+
+}  // namespace
+
+Hook::Hook(asio::io_context& loop, Router& router) {
+  installed = {&loop, &router, 0};
+  install(call_path);
+}
+
+Hook::~Hook() {
+  install(answer_nothing);
+  installed = {};
+}
+
+}  // namespace vesk::core

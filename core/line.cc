@@ -1,0 +1,343 @@
+#include "core/line.h"
+
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <array>
+#include <asio/buffer.hpp>
+#include <asio/co_spawn.hpp>
+#include <asio/detached.hpp>
+#include <asio/post.hpp>
+#include <asio/redirect_error.hpp>
+#include <asio/use_awaitable.hpp>
+#include <asio/write.hpp>
+#include <cerrno>
+#include <cstring>
+#include <exception>
+#include <span>
+#include <utility>
+
+#include "vesk/value/type.h"
+
+namespace vesk::core {
+namespace {
+
+constexpr std::size_t kFirstRoom = 4096;
+constexpr Milliseconds kUntilRoom{20};
+constexpr std::size_t kNumber = sizeof(uint32_t);
+
+// A tree of type any, whose number is 0.
+constexpr std::array<std::byte, kNumber> kAny = {};
+
+bool is_any(std::span<const std::byte> tree) {
+  return std::equal(tree.begin(), tree.end(), kAny.begin(), kAny.end());
+}
+
+uint32_t number_at(const Bytes& bytes, std::size_t place) {
+  uint32_t number = 0;
+  std::memcpy(&number, bytes.data() + place, kNumber);
+  return number;
+}
+
+// What stands before a tree. It is small and not charged to anybody's account, so that an answer
+// finds room when the buffers are full.
+using Head = std::vector<std::byte>;
+
+void append(Head& head, const void* field, std::size_t size) {
+  const auto* const first = static_cast<const std::byte*>(field);
+  head.insert(head.end(), first, first + size);
+}
+
+void append(Head& head, uint32_t number) { append(head, &number, kNumber); }
+
+Head head_of(const Message& message) {
+  Head head;
+  append(head, message.tag);
+  append(head, static_cast<uint32_t>(message.path.size()));
+  append(head, message.path.data(), message.path.size());
+  append(head, message.action);
+  return head;
+}
+
+Head head_of(const Answer& answer) {
+  Head head;
+  append(head, answer.status);
+  return head;
+}
+
+}  // namespace
+
+void tell(int connection, uint32_t status) {
+  const std::array<uint32_t, 2> answer = {status, VK_TYPE_ANY};
+  ::send(connection, answer.data(), sizeof answer, MSG_DONTWAIT | MSG_NOSIGNAL);
+}
+
+SocketLine::SocketLine(Socket socket, const Peer& peer, uint64_t id, LineContext& context)
+    : socket_(std::move(socket)),
+      handle_(socket_.native_handle()),
+      peer_(peer),
+      id_(id),
+      context_(context),
+      wake_(socket_.get_executor(), asio::steady_timer::time_point::max()),
+      limit_(socket_.get_executor()),
+      scanner_(rt::Message::kRequest, context.settings.message) {}
+
+void SocketLine::start() {
+  asio::co_spawn(socket_.get_executor(), run(shared_from_this()), asio::detached);
+}
+
+asio::awaitable<void> SocketLine::run(std::shared_ptr<SocketLine> self) {
+  try {
+    while (!self->closed_ && !self->turned_) co_await self->answer_one();
+    while (!self->closed_) co_await self->ask_one();
+  } catch (const std::exception&) {
+    self->refuse(VK_ENOMEM);
+  }
+  self->end();
+}
+
+void SocketLine::end() {
+  close();
+  const std::optional<Question> question = std::exchange(question_, std::nullopt);
+  if (question.has_value()) question->done(std::nullopt);
+  context_.exchange.ended(*this);
+  context_.ended(*this);
+}
+
+asio::awaitable<void> SocketLine::answer_one() {
+  const bool came = co_await receive(rt::Message::kRequest);
+  if (!came) co_return;
+  answer_.reset();
+  context_.exchange.asked(shared_from_this(), take_request(),
+                          [weak = weak_from_this()](Answer answer) {
+                            const auto self = weak.lock();
+                            if (self == nullptr) return;
+                            self->answer_ = std::move(answer);
+                            self->wake_.cancel();
+                          });
+  const auto answered = [this] { return answer_.has_value(); };
+  const bool there = co_await until(answered);
+  if (!there) co_return;
+  const Head head = head_of(*answer_);
+  if (!taker_has_time_) limit(context_.settings.taking, "to take an answer");
+  const bool sent = co_await send(head, answer_->value);
+  unlimit();
+  answer_.reset();
+  if (sent) context_.exchange.taken(*this);
+}
+
+asio::awaitable<void> SocketLine::ask_one() {
+  const auto asked = [this] { return question_.has_value(); };
+  const bool there = co_await until(asked);
+  if (!there) co_return;
+  const Head head = head_of(question_->message);
+  const std::shared_ptr<const Bytes> value = question_->message.value;
+  std::span<const std::byte> tree;
+  if (value != nullptr) tree = *value;
+  const bool sent = co_await send(head, tree);
+  if (!sent) co_return;
+  const bool came = co_await receive(rt::Message::kResponse);
+  if (!came) co_return;
+  Answer answer = take_answer();
+  const std::optional<Question> question = std::exchange(question_, std::nullopt);
+  question->done(std::move(answer));
+}
+
+void SocketLine::ask(Message message, std::function<void(std::optional<Answer>)> done) {
+  if (closed_) {
+    asio::post(socket_.get_executor(), [done = std::move(done)] { done(std::nullopt); });
+    return;
+  }
+  question_ = Question{std::move(message), std::move(done)};
+  wake_.cancel();
+}
+
+// Waits for something to happen; false if the line has ended. Bytes that come first are out of
+// turn, unless they are what is waited for.
+template <typename Event>
+asio::awaitable<bool> SocketLine::until(Event happened) {
+  for (;;) {
+    if (closed_) co_return false;
+    if (happened()) co_return true;
+    if (std::exchange(readable_, false)) mind_unasked();
+    if (closed_) co_return false;
+    watch();
+    asio::error_code woken;
+    co_await wake_.async_wait(asio::redirect_error(asio::use_awaitable, woken));
+  }
+}
+
+void SocketLine::mind_unasked() {
+  const Waiting found = waiting();
+  if (found == Waiting::kNothing) return;
+  if (found == Waiting::kBytes) complain("it sent out of turn");
+  close();
+}
+
+void SocketLine::watch() {
+  if (std::exchange(watching_, true)) return;
+  socket_.async_wait(Socket::wait_read, [weak = weak_from_this()](const asio::error_code&) {
+    const auto self = weak.lock();
+    if (self == nullptr) return;
+    self->watching_ = false;
+    self->readable_ = true;
+    self->wake_.cancel();
+  });
+}
+
+SocketLine::Waiting SocketLine::waiting() const {
+  char byte = 0;
+  if (closed_) return Waiting::kEnd;
+  const ssize_t count = recv(handle_, &byte, sizeof byte, MSG_PEEK | MSG_DONTWAIT);
+  if (count > 0) return Waiting::kBytes;
+  const bool later = count < 0 && (errno == EAGAIN || errno == EINTR);
+  return later ? Waiting::kNothing : Waiting::kEnd;
+}
+
+asio::awaitable<bool> SocketLine::receive(rt::Message kind) {
+  const auto begun = [this] { return readable_ && waiting() != Waiting::kNothing; };
+  const bool there = co_await until(begun);
+  if (!there) co_return false;
+  readable_ = false;
+  scanner_ = rt::Scanner(kind, context_.settings.message);
+  limit(context_.settings.completion, "to complete a message");
+  std::size_t filled = 0;
+  rt::Scanner::State state = rt::Scanner::State::kIncomplete;
+  while (state == rt::Scanner::State::kIncomplete) {
+    const bool more = co_await receive_more(filled);
+    if (!more) co_return false;
+    state = scanner_.scan(std::span(in_).first(filled));
+  }
+  unlimit();
+  const bool good = accept(state, filled);
+  co_return good;
+}
+
+bool SocketLine::accept(rt::Scanner::State state, std::size_t filled) {
+  if (state == rt::Scanner::State::kRefused) {
+    const rt::Scanner::Refusal& refusal = scanner_.refusal();
+    complain("limit " + std::string(refusal.limit) + " is " + std::to_string(refusal.allowed) +
+             ", its message has " + std::to_string(refusal.found));
+    refuse(VK_EINVAL);
+    return false;
+  }
+  if (scanner_.size() < filled) {
+    complain("it sent out of turn");
+    close();
+    return false;
+  }
+  in_.resize(filled);
+  return true;
+}
+
+asio::awaitable<bool> SocketLine::receive_more(std::size_t& filled) {
+  while (!make_room(filled)) {
+    // An answer is worth waiting until others have left; a request is not.
+    if (!question_.has_value()) {
+      complain("all buffers are in use");
+      refuse(VK_ENOMEM);
+      co_return false;
+    }
+    asio::steady_timer pause(socket_.get_executor(), kUntilRoom);
+    asio::error_code ignored;
+    co_await pause.async_wait(asio::redirect_error(asio::use_awaitable, ignored));
+    if (closed_) co_return false;
+  }
+  asio::error_code error;
+  const auto room = asio::buffer(in_.data() + filled, in_.size() - filled);
+  const std::size_t count =
+      co_await socket_.async_read_some(room, asio::redirect_error(asio::use_awaitable, error));
+  filled += count;
+  if (error) close();
+  co_return !closed_;
+}
+
+bool SocketLine::make_room(std::size_t filled) try {
+  if (filled == in_.size()) in_.resize(std::max(kFirstRoom, 2 * filled));
+  return true;
+} catch (const std::bad_alloc&) {
+  return false;
+}
+
+// Cuts the message's head off and leaves its tree. Needs no further room, though it gives back what
+// it can.
+Bytes SocketLine::take_tree() {
+  in_.erase(in_.begin(), in_.begin() + static_cast<std::ptrdiff_t>(scanner_.value_at()));
+  Bytes tree = std::exchange(in_, {});
+  if (is_any(tree)) tree.clear();
+  tree.shrink_to_fit();
+  return tree;
+}
+
+Message SocketLine::take_request() {
+  Message message;
+  message.tag = number_at(in_, 0);
+  const auto* const path = reinterpret_cast<const char*>(in_.data() + 2 * kNumber);
+  message.path.assign(path, number_at(in_, kNumber));
+  message.action = number_at(in_, 2 * kNumber + message.path.size());
+  Bytes tree = take_tree();
+  if (!tree.empty()) message.value = std::make_shared<const Bytes>(std::move(tree));
+  return message;
+}
+
+Answer SocketLine::take_answer() {
+  const uint32_t status = number_at(in_, 0);
+  return {status, take_tree()};
+}
+
+asio::awaitable<bool> SocketLine::send(std::span<const std::byte> head,
+                                       std::span<const std::byte> tree) {
+  if (tree.empty()) tree = kAny;
+  const std::array<asio::const_buffer, 2> parts = {asio::buffer(head.data(), head.size()),
+                                                   asio::buffer(tree.data(), tree.size())};
+  asio::error_code error;
+  sending_ = true;
+  co_await asio::async_write(socket_, parts, asio::redirect_error(asio::use_awaitable, error));
+  sending_ = false;
+  if (error) close();
+  co_return !closed_;
+}
+
+void SocketLine::limit(Milliseconds time, const char* what) {
+  limit_.expires_after(time);
+  limit_.async_wait(
+      [weak = weak_from_this(), start = ++limit_start_, time, what](const asio::error_code& error) {
+        const auto self = weak.lock();
+        if (error || self == nullptr || self->limit_start_ != start) return;
+        self->complain(std::to_string(time.count()) + " ms are not enough for it " + what);
+        self->refuse(VK_ETIMEDOUT);
+      });
+}
+
+void SocketLine::unlimit() {
+  ++limit_start_;
+  limit_.cancel();
+}
+
+// Tells the peer why, if it can be told, and ends the line.
+void SocketLine::refuse(uint32_t status) {
+  if (!closed_ && !sending_ && !turned_) {
+    tell(handle_, status);
+  }
+  close();
+}
+
+bool SocketLine::hung_up() const { return waiting() == Waiting::kEnd; }
+
+void SocketLine::close() {
+  if (std::exchange(closed_, true)) return;
+  unlimit();
+  asio::error_code ignored;
+  socket_.close(ignored);
+  wake_.cancel();
+}
+
+void SocketLine::complain(const std::string& reason) const {
+  if (!context_.budget.spend(peer_)) return;
+  const std::string module = context_.exchange.module_of(*this);
+  log(VK_LOG_WARNING, "Process %ld, user %lu, module %s is dropped: %s",
+      static_cast<long>(peer_.pid), static_cast<unsigned long>(peer_.uid),
+      module.empty() ? "none" : module.c_str(), reason.c_str());
+}
+
+}  // namespace vesk::core

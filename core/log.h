@@ -1,0 +1,48 @@
+#pragma once
+
+// The core's messages: to the library's log, or to standard error where the program runs in the
+// foreground.
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <map>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "core/call.h"
+#include "vesk/log.h"
+
+namespace vesk::core {
+
+/// Sends messages to standard error from now on.
+void log_to_standard_error();
+bool is_logging_to_standard_error();
+
+/// Logs one message.
+/// @param level `VK_LOG_DEBUG` to `VK_LOG_ERROR`
+void log(int level, const char* format, ...) VK_PRINTF(2, 3);
+
+/// A peer's text made safe for a log line: control bytes and backslashes as "\xHH", its end cut
+/// off beyond 64 bytes.
+std::string escaped(std::string_view text);
+
+/// Lets each process cause so many messages a second and no more.
+class LogBudget {
+ public:
+  using Clock = std::chrono::steady_clock;
+  static constexpr unsigned kMessagesInASecond = 10;
+
+  /// Whether one more may be written now.
+  bool spend(const Peer& peer, Clock::time_point now = Clock::now());
+
+ private:
+  struct Window {
+    Clock::time_point begin;
+    unsigned spent;
+  };
+  std::map<std::pair<pid_t, uid_t>, Window> windows_;
+};
+
+}  // namespace vesk::core

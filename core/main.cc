@@ -1,0 +1,82 @@
+#include <sys/resource.h>
+#include <sysexits.h>
+
+#include <csignal>
+#include <cstdio>
+#include <exception>
+#include <system_error>
+
+#include "core/agent.h"
+#include "core/log.h"
+#include "core/options.h"
+#include "vesk/log.h"
+#include "vesk/mm/gta.h"
+
+namespace vesk::core {
+namespace {
+
+// Every line takes a descriptor.
+void raise_descriptor_limit() {
+  rlimit limit = {};
+  if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
+  limit.rlim_cur = limit.rlim_max;
+  setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+int fail(int status, const char* what) {
+  log(VK_LOG_ERROR, "%s", what);
+  if (!is_logging_to_standard_error()) std::fprintf(stderr, "veskd: %s\n", what);
+  return status;
+}
+
+int run_agent(const Options& options) {
+  std::signal(SIGPIPE, SIG_IGN);
+  raise_descriptor_limit();
+  Descriptor listener = handed_over();
+  if (!listener && is_answered(options.socket)) {
+    return fail(EX_UNAVAILABLE, "Another core answers at the socket");
+  }
+  Agent agent(options, std::move(listener));
+  agent.run();
+  return EX_OK;
+}
+
+int run(const Options& options) try {
+  if (options.foreground) log_to_standard_error();
+  if (!options.log.empty() && vk_log_facility_config(options.log.c_str()) != VK_EOK)
+    return EX_USAGE;
+  return options.deed == Options::Deed::kCheck ? EX_OK : run_agent(options);
+} catch (const std::system_error& error) {
+  const bool taken = error.code() == std::errc::device_or_resource_busy;
+  return fail(taken ? EX_UNAVAILABLE : EX_OSERR, error.what());
+} catch (const std::exception& error) {
+  return fail(EX_SOFTWARE, error.what());
+}
+
+int print(const std::string& text) {
+  return std::fputs(text.c_str(), stdout) < 0 ? EX_IOERR : EX_OK;
+}
+
+int main(int argc, char** argv) {
+  Options options;
+  if (!read_options(argc, argv, options)) return EX_USAGE;
+  switch (options.deed) {
+    case Options::Deed::kHelp:
+      return print(help());
+    case Options::Deed::kVersion:
+      return print("veskd " VESK_VERSION "\n");
+    case Options::Deed::kPrintConfig:
+      return print(to_text(options));
+    default:
+      break;
+  }
+  if (vk_gta_init() != VK_EOK) return EX_OSERR;
+  const int status = run(options);
+  vk_gta_destroy();
+  return status;
+}
+
+}  // namespace
+}  // namespace vesk::core
+
+int main(int argc, char** argv) { return vesk::core::main(argc, argv); }

@@ -1,0 +1,177 @@
+// Get- and SetParameterAttributes. Setting is asked for by either name: with a "ParameterList", the
+// one that reads sets.
+
+#include <algorithm>
+#include <array>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "core/manager_faults.h"
+#include "core/manager_finish.h"
+#include "core/manager_leaves.h"
+#include "core/manager_requests.h"
+#include "core/manager_walk.h"
+#include "vesk/dmmgr/frame.h"
+
+namespace vesk::core::dm {
+namespace {
+
+// One element of the list.
+struct Wish {
+  std::string text;
+  Name name;
+  Attributes attributes;    // those that are to change
+  const vk_value* element;  // in the request
+  OwnedValue value;         // what is there now
+};
+
+// A handler that could not be asked has not rejected anything.
+constexpr std::array kNotAsked = {VK_EIO, VK_ENOMEM, VK_EBUSY, VK_ETIMEDOUT};
+
+void refuse_both(const vk_value& in) {
+  if (member(in, "ParameterList") != nullptr && member(in, "ParameterNames") != nullptr) {
+    refuse_arguments();
+  }
+}
+
+std::optional<int32_t> read_notification(const vk_value& element) {
+  if (!flag(element, "NotificationChange")) return std::nullopt;
+  const vk_value* const value = member(element, "Notification", VK_TYPE_INT);
+  if (value == nullptr) refuse_arguments();
+  const int32_t notification = value->payload.s32;
+  if (notification < kNotifyOff || notification > kNotifyActive) refuse_arguments();
+  return notification;
+}
+
+std::optional<AccessList> read_access(const vk_value& element) {
+  if (!flag(element, "AccessListChange")) return std::nullopt;
+  if (member(element, "AccessList") == nullptr) return AccessList();
+  return texts_of(element, "AccessList");
+}
+
+std::vector<Wish> read_wishes(const vk_value& in, const rt::Limits& limits) {
+  std::vector<Wish> wishes;
+  for (const vk_value& element : each_item(array_of(in, "ParameterList"))) {
+    std::string text = text_of(element, "Name");
+    Name name = name_of(text, limits);
+    Attributes attributes{read_notification(element), read_access(element)};
+    wishes.push_back({std::move(text), std::move(name), std::move(attributes), &element, nullptr});
+  }
+  return wishes;
+}
+
+vk_error rejection_code(vk_error status) {
+  const bool asked = std::find(kNotAsked.begin(), kNotAsked.end(), status) == kNotAsked.end();
+  return asked ? kNotificationRejected : fault_code(status);
+}
+
+// Asks one handler. "No answer" is consent, and gives false; a rejection is thrown.
+asio::awaitable<bool> consents(Walk& walk, const Wish& wish, uint64_t handler, Path path) {
+  const Reply reply = co_await walk.ask(handler, VK_DM_SETATTR, path, wish.element);
+  if (reply.status == VK_EOK) co_return true;
+  if (reply.status == VK_ENOANSWER || walk.has_vanished(reply, handler)) co_return false;
+  throw Refusal(Fault{wish.text, reply.status, rejection_code(reply.status)});
+}
+
+asio::awaitable<void> ask_handlers(Walk& walk, const Wish& wish) {
+  const std::vector<Registration> handlers = walk.at_or_above(wish.name.path);
+  for (const Registration& handler : handlers) {
+    const bool answered = co_await consents(walk, wish, handler.id, wish.name.path);
+    if (answered) break;
+  }
+  if (!wish.name.partial) co_return;
+  const std::vector<Registration> deeper = co_await walk.below(wish.name.path);
+  for (const Registration& handler : deeper) {
+    const std::vector<Path> paths = co_await walk.expand(handler, wish.name.path);
+    for (const Path& path : paths) co_await consents(walk, wish, handler.id, path);
+  }
+}
+
+// Finds what a wish is about and asks whether it may be granted.
+asio::awaitable<void> examine(Walk& walk, Wish& wish) {
+  wish.value = co_await walk.find(wish.name);
+  if (wish.value == nullptr) throw Refusal(fault(wish.text, VK_ENOENT));
+  if (wish.attributes.notification || wish.attributes.access) co_await ask_handlers(walk, wish);
+}
+
+// What is watched from now on counts as told with the value that it has.
+void grant(Kept& kept, const Wish& wish) {
+  kept.set(text_of(wish.name), wish.attributes);
+  for_each_leaf(*wish.value, wish.name.path, [&](const Path& path, const vk_value& value) {
+    const std::string name = joined(path);
+    const bool watched = kept.notification(name) != kNotifyOff;
+    if (watched && kept.told(name) == nullptr) kept.tell(name, leaf_of(value));
+  });
+}
+
+void list_attributes(vk_value& list, const Kept& kept, const std::string& name) {
+  vk_value& element = add_object_to(list);
+  set_text(element, "Name", name);
+  check(vk_object_set_int(&element, "Notification", kept.notification(name)));
+  vk_value& access = add_array(element, "AccessList");
+  for (const std::string& entity : kept.access(name)) add_text_to(access, entity);
+}
+
+// Puts what is kept back as it was, unless it is to stay.
+class Undo {
+ public:
+  explicit Undo(Kept& kept) : kept_(kept), before_(kept.state()) {}
+  ~Undo() {
+    if (before_.has_value()) kept_.restore(std::move(*before_));
+  }
+  Undo(const Undo&) = delete;
+  Undo& operator=(const Undo&) = delete;
+
+  void keep() { before_.reset(); }
+
+ private:
+  Kept& kept_;
+  std::optional<Kept::State> before_;
+};
+
+}  // namespace
+
+asio::awaitable<Answer> set_parameter_attributes(Desk& desk, CallPtr call, const Request& request) {
+  const Heap heap;
+  const OwnedValue in = heap.read(request.value);
+  refuse_both(*in);
+  if (call != nullptr && !call->peer.trusted) throw Refusal(VK_EAUTH);
+  std::vector<Wish> wishes = read_wishes(*in, desk.options.limits);
+  const Turns::Turn turn = co_await desk.turns.take(call);
+  co_await desk.kept.load();
+  Walk walk(desk.router, call, flags_of(*in), desk.options.limits, heap);
+  for (Wish& wish : wishes) co_await examine(walk, wish);
+  Undo undo(desk.kept);
+  for (const Wish& wish : wishes) grant(desk.kept, wish);
+  const uint32_t saved = co_await desk.kept.save();
+  if (saved != VK_EOK) throw Refusal(saved);
+  undo.keep();
+  co_return Answer{};
+}
+
+asio::awaitable<Answer> get_parameter_attributes(Desk& desk, CallPtr call, const Request& request) {
+  const Heap heap;
+  const OwnedValue in = heap.read(request.value);
+  refuse_both(*in);
+  if (member(*in, "ParameterList") != nullptr) {
+    Answer set = co_await set_parameter_attributes(desk, call, request);
+    co_return set;
+  }
+  const std::vector<std::string> texts = texts_of(*in, "ParameterNames");
+  co_await desk.kept.load();
+  Walk walk(desk.router, call, flags_of(*in), desk.options.limits, heap);
+  const OwnedValue out = heap.object();
+  vk_value& list = add_array(*out, "ParameterList");
+  for (const std::string& text : texts) {
+    const Name name = name_of(text, desk.options.limits);
+    const OwnedValue value = co_await walk.find(name);
+    if (value == nullptr) throw Refusal(fault(text, VK_ENOENT));
+    for_each_leaf(*value, name.path, [&](const Path& leaf, const vk_value&) {
+      list_attributes(list, desk.kept, joined(leaf));
+    });
+  }
+  co_return answer_within(desk.options.limits, *out);
+}
+
+}  // namespace vesk::core::dm

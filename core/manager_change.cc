@@ -1,0 +1,104 @@
+#include "core/manager_change.h"
+
+#include <algorithm>
+#include <new>
+#include <utility>
+
+#include "core/manager_path.h"
+#include "vesk/dmmgr/frame.h"
+
+namespace vesk::core::dm {
+
+asio::awaitable<void> Change::enlist(std::string name, Path path) {
+  Walk::Holder holder = co_await walk_.holder(path);
+  if (holder.status != VK_EOK) {
+    add_fault(fault(name, holder.status));
+    co_return;
+  }
+  const std::size_t handler = handler_of(holder.registration);
+  items_.push_back({std::move(name), std::move(path), handler});
+}
+
+std::size_t Change::handler_of(const Registration& registration) {
+  const auto found = std::find_if(handlers_.begin(), handlers_.end(), [&](const Handler& each) {
+    return each.registration.id == registration.id;
+  });
+  if (found != handlers_.end()) return static_cast<std::size_t>(found - handlers_.begin());
+  handlers_.push_back({registration, true});
+  return handlers_.size() - 1;
+}
+
+void Change::refuse_faults() const {
+  if (!faults_.empty()) throw Refusal(faults_);
+}
+
+void Change::fault_names_of(std::size_t handler, vk_error status) {
+  for (const Item& item : items_) {
+    if (item.handler == handler) add_fault(fault(item.name, status, item.path));
+  }
+}
+
+asio::awaitable<void> Change::open(bool trial) {
+  for (std::size_t at = 0; at != handlers_.size(); ++at) {
+    Handler& handler = handlers_[at];
+    const Registration& to = handler.registration;
+    const Reply reply = co_await walk_.ask(to, VK_DM_ROLLBACK);
+    handler.holds = reply.status == VK_EOK;
+    if (handler.holds) continue;
+    const bool cannot = reply.status == VK_ENOANSWER;
+    if (cannot && !trial && items_.size() == 1) continue;
+    fault_names_of(at, cannot ? VK_EAUTH : reply.status);
+  }
+  refuse_faults();
+}
+
+asio::awaitable<OwnedValue> Change::apply(std::size_t item, uint32_t action,
+                                          const vk_value* arguments) {
+  const Item& to = items_[item];
+  const uint64_t id = handlers_[to.handler].registration.id;
+  Reply reply = co_await walk_.ask(id, action, to.path, arguments);
+  if (reply.status != VK_EOK) {
+    add_fault(fault(to.name, reply.status));
+    reply.value = walk_.heap().node();
+  }
+  hear(*reply.value);
+  co_return std::move(reply.value);
+}
+
+void Change::hear(const vk_value& answer) {
+  status_ = std::clamp(dm_frame_get_status(&answer), status_, 1);
+}
+
+asio::awaitable<void> Change::roll_back() {
+  for (const Handler& handler : handlers_) {
+    if (!handler.holds) continue;
+    const Registration& to = handler.registration;
+    co_await walk_.ask(to, VK_DM_ROLLBACK);
+  }
+}
+
+// A handler that could not be asked, or not be understood, for want of memory does not keep the
+// others from theirs.
+asio::awaitable<Reply> Change::committed(const Registration& to) {
+  try {
+    Reply reply = co_await walk_.ask(to, VK_DM_COMMIT);
+    co_return reply;
+  } catch (const std::bad_alloc&) {
+  }
+  co_return Reply{VK_ENOMEM, nullptr};
+}
+
+asio::awaitable<void> Change::commit() {
+  for (std::size_t at = 0; at != handlers_.size(); ++at) {
+    const Registration& to = handlers_[at].registration;
+    const Reply reply = co_await committed(to);
+    const bool nothing_held = reply.status == VK_ENOANSWER && !handlers_[at].holds;
+    if (reply.status == VK_EOK || nothing_held) {
+      if (reply.value != nullptr) hear(*reply.value);
+    } else {
+      fault_names_of(at, reply.status == VK_ENOANSWER ? VK_EPROVIDER : reply.status);
+    }
+  }
+}
+
+}  // namespace vesk::core::dm

@@ -1,0 +1,75 @@
+#pragma once
+
+// A change of the data model: its handlers hold back what they are told until they are told to
+// commit or to roll back, each once.
+//
+//     enlist ... open, apply ..., then commit or roll_back
+//
+// Every handler is rolled back first, which drops what an interrupted change left in it. One that
+// has no answer to that cannot hold back: it changes at once. Nothing could take that back, so such
+// a handler may take part only with one name, alone, and never in a trial.
+
+#include <asio/awaitable.hpp>
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "core/call.h"
+#include "core/manager_faults.h"
+#include "core/manager_walk.h"
+
+namespace vesk::core::dm {
+
+class Change {
+ public:
+  explicit Change(Walk& walk) : walk_(walk) {}
+  Change(const Change&) = delete;
+  Change& operator=(const Change&) = delete;
+
+  /// Finds the handler of a path. What is wrong with it is a fault, told by `faults`.
+  asio::awaitable<void> enlist(std::string name, Path path);
+  /// Notes what is wrong with a name.
+  void add_fault(Fault fault) { faults_.push_back(std::move(fault)); }
+  /// Throws the faults so far, if there are any.
+  void refuse_faults() const;
+
+  /// Makes the handlers ready, or throws a refusal; then nothing has changed.
+  asio::awaitable<void> open(bool trial);
+
+  /// Sends an action to the handler of the path that was enlisted at this position. A refusal is a
+  /// fault and gives any.
+  asio::awaitable<OwnedValue> apply(std::size_t item, uint32_t action, const vk_value* arguments);
+
+  asio::awaitable<void> roll_back();
+  /// Commits wherever that is possible; the names that a handler did not commit are faults.
+  asio::awaitable<void> commit();
+
+  const std::vector<Fault>& faults() const { return faults_; }
+  /// The highest "Status" that a handler set: 0, or 1 for what takes effect later.
+  int32_t status() const { return status_; }
+
+ private:
+  struct Item {
+    std::string name;
+    Path path;
+    std::size_t handler;
+  };
+  struct Handler {
+    Registration registration;
+    bool holds;  // whether it can hold back
+  };
+
+  asio::awaitable<Reply> committed(const Registration& to);
+  std::size_t handler_of(const Registration& registration);
+  void fault_names_of(std::size_t handler, vk_error status);
+  void hear(const vk_value& answer);
+
+  Walk& walk_;
+  std::vector<Item> items_;
+  std::vector<Handler> handlers_;
+  std::vector<Fault> faults_;
+  int32_t status_ = 0;
+};
+
+}  // namespace vesk::core::dm

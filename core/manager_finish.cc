@@ -1,0 +1,69 @@
+#include "core/manager_finish.h"
+
+#include <algorithm>
+#include <string_view>
+#include <utility>
+
+#include "core/manager_faults.h"
+#include "core/manager_leaves.h"
+
+namespace vesk::core::dm {
+namespace {
+
+bool is_at_or_below(const Path& path, const Path& above) {
+  return path.size() >= above.size() && std::equal(above.begin(), above.end(), path.begin());
+}
+
+void drop_uncommitted(Outcome& outcome, const Change& change) {
+  std::erase_if(outcome.names, [&](const Name& name) {
+    return std::any_of(change.faults().begin(), change.faults().end(),
+                       [&](const Fault& fault) { return is_at_or_below(name.path, fault.path); });
+  });
+}
+
+// Counts what the management server wrote as told. A value that cannot be had is told later.
+asio::awaitable<void> count_as_told(Desk& desk, Walk& walk, Name name) {
+  try {
+    if (!name.partial && desk.kept.notification(joined(name.path)) == kNotifyOff) co_return;
+    const OwnedValue value = co_await walk.find(name);
+    if (value == nullptr) co_return;
+    for_each_leaf(*value, name.path, [&](const Path& path, const vk_value& is) {
+      const std::string leaf = joined(path);
+      if (desk.kept.notification(leaf) != kNotifyOff) desk.kept.tell(leaf, leaf_of(is));
+    });
+  } catch (const Refusal&) {
+  }
+}
+
+void keep(Desk& desk, const vk_value& request, const Change& change, const Outcome& outcome) {
+  if (std::string_view(outcome.event) == "deleted") {
+    for (const Name& name : outcome.names) desk.kept.erase(text_of(name));
+  }
+  const vk_value* const key = member(request, "ParameterKey", VK_TYPE_STRING);
+  if (key != nullptr && change.faults().empty()) desk.kept.set_parameter_key(key->payload.text);
+}
+
+}  // namespace
+
+std::string text_of(const Name& name) {
+  return name.partial ? joined_object(name.path) : joined(name.path);
+}
+
+asio::awaitable<void> finish(Desk& desk, const Walk& walk, const vk_value& request,
+                             const Change& change, Outcome outcome) {
+  drop_uncommitted(outcome, change);
+  keep(desk, request, change, outcome);
+  const uint32_t flags = flags_of(request);
+  // What was seen before the change does not count any more.
+  Walk after(desk.router, walk.call(), flags, desk.options.limits, walk.heap());
+  if ((flags & kByServer) != 0) {
+    for (const Name& name : outcome.names) co_await count_as_told(desk, after, name);
+  }
+  const uint32_t saved = co_await desk.kept.save();
+  std::vector<std::string> names;
+  for (const Name& name : outcome.names) names.push_back(text_of(name));
+  if (!names.empty()) desk.hooks.run(outcome.event, names, walk.call());
+  if (saved != VK_EOK || !change.faults().empty()) throw Refusal(VK_EIO, change.faults());
+}
+
+}  // namespace vesk::core::dm

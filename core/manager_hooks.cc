@@ -1,0 +1,109 @@
+#include "core/manager_hooks.h"
+
+#include <algorithm>
+#include <array>
+#include <asio/co_spawn.hpp>
+#include <asio/detached.hpp>
+#include <exception>
+#include <utility>
+
+#include "core/manager_faults.h"
+#include "core/manager_requests.h"
+
+namespace vesk::core::dm {
+namespace {
+
+constexpr std::array<std::string_view, 6> kEvents = {"added",   "boot",         "changed",
+                                                     "deleted", "module-start", "module-end"};
+
+// The core's own services are not for hooks, which it would call with its own rights.
+constexpr std::array<std::string_view, 4> kReserved = {"cwmp", "dmmgr", "sys", "veskd"};
+
+constexpr std::ptrdiff_t kMostOfAModule = 64;
+
+asio::awaitable<void> run_hook(Router& router, CallPtr cause, Request request) {
+  try {
+    co_await router.ask(std::move(cause), std::move(request));
+  } catch (const std::exception&) {
+    // Nobody waits for a hook; what it says is not heard, whatever it is.
+  }
+}
+
+std::shared_ptr<const Bytes> event_tree(const std::string& event,
+                                        const std::vector<std::string>& names) {
+  const Heap heap;
+  const OwnedValue value = heap.object();
+  set_text(*value, "Event", event);
+  vk_value& list = add_array(*value, "Names");
+  for (const std::string& name : names) add_text_to(list, name);
+  return shared(*value);
+}
+
+Hook read_hook(const Desk& desk, const CallPtr& call, const Request& request) {
+  const Heap heap;
+  const OwnedValue in = heap.read(request.value);
+  Hook hook{"", text_of(*in, "Event"), {}, text_of(*in, "Hook")};
+  std::optional<Name> name = read_name(hook.text, desk.options.limits);
+  if (!Hooks::is_event(hook.event) || !name || name->path.empty()) refuse_arguments();
+  if (call == nullptr || call->module.empty()) throw Refusal(VK_EAUTH);
+  hook.module = call->module;
+  hook.path = std::move(name->path);
+  const auto* const end = kReserved.end();
+  if (std::find(kReserved.begin(), end, hook.path.front()) != end) throw Refusal(VK_EAUTH);
+  return hook;
+}
+
+}  // namespace
+
+Hooks::Hooks(asio::io_context& loop, Router& router) : loop_(loop), router_(router) {}
+
+bool Hooks::is_event(std::string_view event) {
+  return std::find(kEvents.begin(), kEvents.end(), event) != kEvents.end();
+}
+
+uint32_t Hooks::add(Hook hook) {
+  if (std::find(hooks_.begin(), hooks_.end(), hook) != hooks_.end()) return VK_EEXIST;
+  const auto of_module = std::count_if(
+      hooks_.begin(), hooks_.end(), [&](const Hook& each) { return each.module == hook.module; });
+  if (of_module >= kMostOfAModule) return VK_EBUSY;
+  hooks_.push_back(hook);
+  if (hook.event == "boot" && booted_.insert(hook.module + ' ' + joined(hook.path)).second) {
+    call(hook, {}, nullptr);
+  }
+  return VK_EOK;
+}
+
+uint32_t Hooks::del(const Hook& hook) { return std::erase(hooks_, hook) == 0 ? VK_ENOENT : VK_EOK; }
+
+void Hooks::module_started(const std::string& module) { run("module-start", {module}, nullptr); }
+
+void Hooks::module_ended(const std::string& module) {
+  std::erase_if(hooks_, [&](const Hook& each) { return each.module == module; });
+  run("module-end", {module}, nullptr);
+}
+
+void Hooks::run(std::string_view event, const std::vector<std::string>& names,
+                const CallPtr& cause) {
+  for (const Hook& hook : hooks_) {
+    if (hook.event == event) call(hook, names, cause);
+  }
+}
+
+void Hooks::call(const Hook& hook, const std::vector<std::string>& names, const CallPtr& cause) {
+  Request request{hook.path, 0, event_tree(hook.event, names)};
+  asio::co_spawn(loop_, run_hook(router_, cause, std::move(request)), asio::detached);
+}
+
+asio::awaitable<Answer> add_hook(Desk& desk, CallPtr call, const Request& request) {
+  const uint32_t status = desk.hooks.add(read_hook(desk, call, request));
+  if (status != VK_EOK) throw Refusal(status);
+  co_return Answer{};
+}
+
+asio::awaitable<Answer> del_hook(Desk& desk, CallPtr call, const Request& request) {
+  const uint32_t status = desk.hooks.del(read_hook(desk, call, request));
+  if (status != VK_EOK) throw Refusal(status);
+  co_return Answer{};
+}
+
+}  // namespace vesk::core::dm

@@ -1,0 +1,92 @@
+#pragma once
+
+// What the manager keeps over a restart: the attributes of parameters, the values of which the
+// management server was told, and its parameter key. It is one record of the store:
+//
+//     "ParameterKey"  string
+//     "Attributes"    array of {"Name", and "Notification": int or "AccessList": array of string}
+//     "Told"          array of {"Name", "Value"}
+//
+// An attribute stands at the name of a parameter or, with a final ".", of an object (the root is
+// empty) and then holds for all below that have none of their own, also for what is added later.
+// Setting one removes those below it. What changes, changes in memory at once; `save` writes all.
+
+#include <asio/awaitable.hpp>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "core/call.h"
+#include "core/manager_records.h"
+#include "lib/value/node.h"
+
+namespace vesk::core::dm {
+
+inline constexpr int32_t kNotifyOff = 0;
+inline constexpr int32_t kNotifyPassive = 1;
+inline constexpr int32_t kNotifyActive = 2;
+
+using AccessList = std::vector<std::string>;
+
+/// A value in the bytes of the wire; not charged to the account of messages, for it stays.
+using Leaf = std::vector<std::byte>;
+Leaf leaf_of(const vk_value& value);
+
+/// The attributes that a name can have.
+struct Attributes {
+  std::optional<int32_t> notification;
+  std::optional<AccessList> access;
+};
+
+class Kept {
+ public:
+  explicit Kept(Records& records) : records_(records) {}
+
+  /// Reads the record, once. Throws a refusal if the store cannot tell.
+  asio::awaitable<void> load();
+  /// Writes the record if anything has changed since it was written.
+  asio::awaitable<uint32_t> save();
+  /// Forgets all, as the store did.
+  void forget();
+
+  const std::string& parameter_key() const { return state_.key; }
+  void set_parameter_key(const std::string& key);
+
+  /// What holds for a parameter; off, and access for subscribers, by default.
+  int32_t notification(const std::string& name) const;
+  AccessList access(const std::string& name) const;
+  /// Sets those that are there. What is no longer watched is no longer told.
+  void set(const std::string& name, const Attributes& attributes);
+  /// The names at which a notification stands that is not off.
+  std::vector<std::string> watched() const;
+
+  /// The value that was told of a parameter; null if none was.
+  const Leaf* told(const std::string& name) const;
+  void tell(const std::string& name, Leaf value);
+
+  /// Forgets attributes and values at an object and below.
+  void erase(const std::string& object);
+
+  /// What can be taken back.
+  struct State {
+    std::string key;
+    std::map<std::string, Attributes> attributes;
+    std::map<std::string, Leaf> told;
+  };
+  const State& state() const { return state_; }
+  void restore(State state);
+
+ private:
+  Records& records_;
+  State state_;
+  class Save;
+
+  bool loaded_ = false;
+  bool changed_ = false;
+  uint32_t saves_ = 0;  // in flight
+};
+
+}  // namespace vesk::core::dm

@@ -1,0 +1,176 @@
+#include "core/manager_tree.h"
+
+#include <new>
+#include <stdexcept>
+#include <utility>
+
+#include "lib/wire.h"
+#include "lib/wire_memory.h"
+#include "vesk/value/array.h"
+#include "vesk/value/copy.h"
+#include "vesk/value/object.h"
+
+namespace vesk::core::dm {
+namespace {
+
+// A transport that throws, since the walk that writes does not tell what failed inside an object.
+struct Sink {
+  Bytes& bytes;
+
+  bool takes_texts() const { return true; }
+
+  uint32_t write(const void* data, std::size_t size) {
+    const auto* const first = static_cast<const std::byte*>(data);
+    bytes.insert(bytes.end(), first, first + size);
+    return VK_EOK;
+  }
+};
+
+void make_object(vk_value& value) {
+  if (value.type == VK_TYPE_OBJECT) return;
+  vk_value_clear(&value);
+  vk_object_init_with_policy(&value, VK_POLICY_ORDERED);
+}
+
+void move_member(vk_value& into, OwnedValue from) {
+  vk_value* const existing = vk_object_find_item(&into, from->id);
+  if (existing != nullptr) {
+    merge(*existing, std::move(from));
+    return;
+  }
+  const std::string name = from->id;
+  check(vk_object_insert(&into, name.c_str(), from.get()));
+  static_cast<void>(from.release());
+}
+
+}  // namespace
+
+Heap::Heap() : heap_(vk_mm_heap_new("manager")) {
+  if (heap_ == nullptr) throw std::bad_alloc();
+}
+
+OwnedValue Heap::node() const {
+  OwnedValue value(vk_value_new(heap_.get()));
+  made(value.get());
+  return value;
+}
+
+OwnedValue Heap::object() const {
+  OwnedValue value = node();
+  vk_object_init_with_policy(value.get(), VK_POLICY_ORDERED);
+  return value;
+}
+
+OwnedValue Heap::read(std::span<const std::byte> bytes) const {
+  OwnedValue value = node();
+  if (bytes.empty()) return value;
+  wire::Bytes reader(bytes);
+  const uint32_t error = wire::Decoder<wire::Bytes>(reader).get(*value);
+  // The bytes were scanned, so that only want of memory stops the reader; where it could not make a
+  // member it ends the object and stumbles over what follows.
+  if (error != VK_EOK || !reader.rest().empty()) throw std::bad_alloc();
+  return value;
+}
+
+OwnedValue Heap::read(const std::shared_ptr<const Bytes>& bytes) const {
+  return bytes == nullptr ? node() : read(std::span<const std::byte>(*bytes));
+}
+
+Bytes written(const vk_value& value) {
+  Bytes bytes;
+  Sink sink{bytes};
+  if (wire::Encoder<Sink>(sink).put(value) != VK_EOK) throw std::runtime_error("a null text");
+  return bytes;
+}
+
+std::shared_ptr<const Bytes> shared(const vk_value& value) {
+  return std::make_shared<const Bytes>(written(value));
+}
+
+bool is_leaf(const vk_value& value) {
+  return value.type > VK_TYPE_ARRAY && value.type <= VK_TYPE_UNSIGNEDLONG;
+}
+
+uint32_t count_nodes(const vk_value& value) {
+  uint32_t count = 1;
+  if (!is_container(value)) return count;
+  for (const vk_value& item : each_item(value)) count += count_nodes(item);
+  return count;
+}
+
+vk_value* member(const vk_value& value, const char* name) {
+  return value.type == VK_TYPE_OBJECT ? vk_object_find_item(&value, name) : nullptr;
+}
+
+vk_value* member(const vk_value& value, const char* name, vk_type type) {
+  vk_value* const found = member(value, name);
+  return found != nullptr && found->type == type ? found : nullptr;
+}
+
+bool flag(const vk_value& value, const char* name) {
+  const vk_value* const found = member(value, name, VK_TYPE_BOOLEAN);
+  return found != nullptr && found->payload.flag != 0;
+}
+
+vk_value& made(vk_value* value) {
+  if (value == nullptr) throw std::bad_alloc();
+  return *value;
+}
+
+void check(vk_error error) {
+  if (error == VK_ENOMEM) throw std::bad_alloc();
+  if (error != VK_EOK) throw std::runtime_error(vk_strerror(error));
+}
+
+vk_value& add_object(vk_value& object, const char* name) {
+  return made(vk_object_init_object_with_policy(&object, name, VK_POLICY_ORDERED));
+}
+
+vk_value& add_array(vk_value& object, const char* name) {
+  return made(vk_object_init_array(&object, name));
+}
+
+vk_value& add_object_to(vk_value& array) {
+  vk_value& element = made(vk_array_add_item(&array));
+  vk_object_init_with_policy(&element, VK_POLICY_ORDERED);
+  return element;
+}
+
+void add_text_to(vk_value& array, const std::string& text) {
+  check(vk_value_set_string(&made(vk_array_add_item(&array)), text.c_str()));
+}
+
+void set_text(vk_value& object, const char* name, const std::string& text) {
+  check(vk_object_set_string(&object, name, text.c_str()));
+}
+
+void copy(vk_value& into, const vk_value& from) { check(vk_value_copy(&into, &from)); }
+
+void set_copy(vk_value& object, const char* name, const vk_value& value) {
+  copy(made(vk_object_init_item(&object, name)), value);
+}
+
+vk_value& place(vk_value& root, const Path& path) {
+  vk_value* node = &root;
+  for (const std::string& name : path) {
+    make_object(*node);
+    vk_value* const below = vk_object_find_item(node, name.c_str());
+    node = below != nullptr ? below : &made(vk_object_init_item(node, name.c_str()));
+  }
+  return *node;
+}
+
+void merge(vk_value& into, OwnedValue from) {
+  if (from->type == VK_TYPE_ANY) return;
+  if (from->type != VK_TYPE_OBJECT) {
+    copy(into, *from);
+    return;
+  }
+  make_object(into);
+  while (vk_value* const first = vk_object_item_first(from.get())) {
+    OwnedValue moved(vk_object_extract(from.get(), first->id));
+    move_member(into, std::move(moved));
+  }
+}
+
+}  // namespace vesk::core::dm

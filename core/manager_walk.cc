@@ -1,0 +1,259 @@
+#include "core/manager_walk.h"
+
+#include <algorithm>
+#include <span>
+#include <utility>
+
+#include "core/manager_faults.h"
+#include "vesk/dmmgr/frame.h"
+
+namespace vesk::core::dm {
+namespace {
+
+constexpr const char kAnyInstance[] = "$";
+constexpr std::size_t kPrefix = 1;  // components of a pattern before those of a path: "dm"
+constexpr uint32_t kEnvelope = 2;   // nodes above a tree in an answer: object, its list
+constexpr uint32_t kOverlap = 4;    // how often a node may be answered and overridden
+
+bool matches(const std::string& pattern, const std::string& component) {
+  return pattern == component || (pattern == kAnyInstance && is_instance(component));
+}
+
+// Whether pattern and path agree as far as the shorter of them goes.
+bool agree(const Path& pattern, const Path& path) {
+  const std::size_t length = std::min(pattern.size() - kPrefix, path.size());
+  return std::equal(
+      path.begin(), path.begin() + static_cast<std::ptrdiff_t>(length), pattern.begin() + kPrefix,
+      [](const auto& component, const auto& part) { return matches(part, component); });
+}
+
+bool is_deeper(const Registration& registration, const Path& path) {
+  return registration.pattern.size() - kPrefix > path.size();
+}
+
+// A path as the router knows it.
+Path dm_path(const Path& path) {
+  Path whole{"dm"};
+  whole.insert(whole.end(), path.begin(), path.end());
+  return whole;
+}
+
+void add_once(Path& names, const std::string& name) {
+  if (std::find(names.begin(), names.end(), name) == names.end()) names.push_back(name);
+}
+
+}  // namespace
+
+Answer answer_within(const rt::Limits& limits, const vk_value& value) {
+  constexpr std::size_t kStatus = sizeof(uint32_t);
+  Bytes message(kStatus);
+  const Bytes tree = written(value);
+  message.insert(message.end(), tree.begin(), tree.end());
+  rt::Scanner scanner(rt::Message::kResponse, limits);
+  if (scanner.scan(message) != rt::Scanner::State::kComplete) throw Refusal(VK_ENOMEM);
+  return {VK_EOK, tree};
+}
+
+Walk::Walk(Router& router, CallPtr call, uint32_t flags, const rt::Limits& limits, const Heap& heap)
+    : router_(router),
+      call_(std::move(call)),
+      flags_(flags & ~kByServer),
+      limits_(limits),
+      heap_(heap),
+      registrations_(router.registrations("dm")) {}
+
+asio::awaitable<Reply> Walk::asked(asio::awaitable<Answer> answer) {
+  const Answer got = co_await std::move(answer);
+  Reply reply{got.status, heap_.read(got.value)};
+  co_return reply;
+}
+
+Request Walk::request(uint32_t action, Path path, const vk_value* arguments) const {
+  const OwnedValue value = heap_.object();
+  if (arguments != nullptr) copy(*value, *arguments);
+  if (flags_ != 0) check(vk_object_set_uint(value.get(), "dm-flags", flags_));
+  return {std::move(path), action, shared(*value)};
+}
+
+asio::awaitable<Reply> Walk::ask(uint32_t action, const Path& path) {
+  return asked(router_.ask(call_, request(action, dm_path(path), nullptr)));
+}
+
+asio::awaitable<Reply> Walk::ask(uint64_t registration, uint32_t action, const Path& path,
+                                 const vk_value* arguments) {
+  return asked(router_.ask(call_, registration, request(action, dm_path(path), arguments)));
+}
+
+asio::awaitable<Reply> Walk::ask(const Registration& registration, uint32_t action) {
+  Request to_pattern = request(action, registration.pattern, nullptr);
+  return asked(router_.ask(call_, registration.id, std::move(to_pattern)));
+}
+
+bool Walk::has_vanished(const Reply& reply, uint64_t registration) const {
+  if (reply.status != VK_EIO) return false;
+  const std::vector<Registration> all = router_.registrations("dm");
+  return std::none_of(all.begin(), all.end(),
+                      [&](const Registration& each) { return each.id == registration; });
+}
+
+bool Walk::says(const Reply& reply, uint64_t registration, const Path& path) const {
+  if (reply.status == VK_EOK) return true;
+  if (reply.status == VK_ENOANSWER) return false;
+  if (has_vanished(reply, registration)) return false;
+  throw Refusal(fault(joined(path), reply.status));
+}
+
+void Walk::charge(const Path& path, uint32_t nodes) {
+  if (path.size() + kEnvelope > limits_.depth) throw Refusal(VK_ENOMEM);
+  if (__builtin_add_overflow(nodes_, nodes, &nodes_)) throw Refusal(VK_ENOMEM);
+  if (nodes_ / kOverlap > limits_.nodes) throw Refusal(VK_ENOMEM);
+}
+
+std::vector<Registration> Walk::at_or_above(const Path& path) const {
+  std::vector<Registration> found;
+  for (const Registration& each : registrations_) {
+    if (!is_deeper(each, path) && agree(each.pattern, path)) found.push_back(each);
+  }
+  return found;
+}
+
+asio::awaitable<std::vector<Registration>> Walk::below(Path path) {
+  std::vector<Registration> found;
+  for (const Registration& each : registrations_) {
+    if (!is_deeper(each, path) || !agree(each.pattern, path)) continue;
+    const bool there = co_await names_instances(each, path);
+    if (there) found.push_back(each);
+  }
+  co_return found;
+}
+
+asio::awaitable<bool> Walk::names_instances(Registration registration, Path path) {
+  for (std::size_t at = 0; at != path.size(); ++at) {
+    if (registration.pattern[at + kPrefix] != kAnyInstance) continue;
+    Path table(path.begin(), path.begin() + static_cast<std::ptrdiff_t>(at));
+    const std::optional<Path> names = co_await level(std::move(table));
+    if (!names || std::find(names->begin(), names->end(), path[at]) == names->end()) {
+      co_return false;
+    }
+  }
+  co_return true;
+}
+
+asio::awaitable<std::optional<Path>> Walk::level(Path path) {
+  const auto known = levels_.find(path);
+  if (known != levels_.end()) co_return known->second;
+  std::optional<Path> names;
+  const std::vector<Registration> handlers = at_or_above(path);
+  for (const Registration& handler : handlers) {
+    const Reply reply = co_await ask(handler.id, VK_DM_LEVEL, path);
+    if (!says(reply, handler.id, path)) continue;
+    if (!names) names.emplace();
+    const vk_value* const told = member(*reply.value, "level", VK_TYPE_OBJECT);
+    if (told == nullptr) continue;
+    for (const vk_value& child : each_item(*told)) add_once(*names, child.id);
+  }
+  levels_[path] = names;
+  co_return names;
+}
+
+asio::awaitable<std::optional<Path>> Walk::children(Path path) {
+  std::optional<Path> names = co_await level(path);
+  const std::vector<Registration> deeper = co_await below(path);
+  if (!names && (path.empty() || !deeper.empty())) names.emplace();
+  for (const Registration& each : deeper) {
+    const std::string& next = each.pattern[path.size() + kPrefix];
+    if (next != kAnyInstance) add_once(*names, next);
+  }
+  co_return names;
+}
+
+asio::awaitable<std::vector<Path>> Walk::expand(Registration registration, Path path) {
+  std::vector<Path> paths{path};
+  const std::span<const std::string> rest =
+      std::span(registration.pattern).subspan(path.size() + kPrefix);
+  for (const std::string& component : rest) {
+    std::vector<Path> longer;
+    for (const Path& each : paths) {
+      if (component != kAnyInstance) {
+        longer.push_back(child_of(each, component));
+        continue;
+      }
+      const std::optional<Path> names = co_await level(each);
+      if (!names) continue;
+      for (const std::string& name : *names) {
+        if (is_instance(name)) longer.push_back(child_of(each, name));
+      }
+    }
+    paths = std::move(longer);
+  }
+  co_return paths;
+}
+
+asio::awaitable<OwnedValue> Walk::value_of(uint64_t registration, Path path) {
+  Reply reply = co_await ask(registration, VK_DM_GET, path);
+  if (!says(reply, registration, path)) co_return nullptr;
+  OwnedValue list(member(*reply.value, "ParameterList") == nullptr
+                      ? nullptr
+                      : vk_object_extract(reply.value.get(), "ParameterList"));
+  co_return list;
+}
+
+asio::awaitable<OwnedValue> Walk::values(Path path) {
+  std::vector<Registration> handlers = at_or_above(path);
+  const std::vector<Registration> deeper = co_await below(path);
+  handlers.insert(handlers.begin(), deeper.begin(), deeper.end());
+  OwnedValue merged = heap_.node();
+  if (path.empty() || !deeper.empty()) vk_object_init_with_policy(merged.get(), VK_POLICY_ORDERED);
+  // From the last that the router tries to the first, so that the first has the last word.
+  for (auto handler = handlers.rbegin(); handler != handlers.rend(); ++handler) {
+    std::vector<Path> paths{path};
+    if (is_deeper(*handler, path)) {
+      paths = co_await expand(*handler, path);
+    }
+    for (const Path& each : paths) {
+      OwnedValue value = co_await value_of(handler->id, each);
+      if (value == nullptr || value->type == VK_TYPE_ANY) continue;
+      charge(each, count_nodes(*value));
+      const Path inside(each.begin() + static_cast<std::ptrdiff_t>(path.size()), each.end());
+      merge(place(*merged, inside), std::move(value));
+    }
+  }
+  if (merged->type == VK_TYPE_ANY) co_return nullptr;
+  co_return merged;
+}
+
+asio::awaitable<OwnedValue> Walk::parameter(Path path) {
+  Reply reply = co_await ask(VK_DM_GET, path);
+  if (reply.status == VK_ENOANSWER) co_return nullptr;
+  if (reply.status != VK_EOK) throw Refusal(fault(joined(path), reply.status));
+  OwnedValue list(member(*reply.value, "ParameterList") == nullptr
+                      ? nullptr
+                      : vk_object_extract(reply.value.get(), "ParameterList"));
+  if (list == nullptr || !is_leaf(*list)) co_return nullptr;
+  charge(path, 1);
+  co_return list;
+}
+
+asio::awaitable<OwnedValue> Walk::find(Name name) {
+  OwnedValue found;
+  if (name.partial) {
+    found = co_await values(name.path);
+    if (found != nullptr && found->type != VK_TYPE_OBJECT) found = nullptr;
+  } else {
+    found = co_await parameter(name.path);
+  }
+  co_return found;
+}
+
+asio::awaitable<Walk::Holder> Walk::holder(Path path) {
+  const std::vector<Registration> handlers = at_or_above(path);
+  for (const Registration& handler : handlers) {
+    const Reply reply = co_await ask(handler.id, VK_DM_PROVIDE, path);
+    if (reply.status == VK_EOK) co_return Holder{VK_EOK, handler};
+    if (reply.status == VK_ENOANSWER || has_vanished(reply, handler.id)) continue;
+    co_return Holder{reply.status, handler};
+  }
+  co_return Holder{VK_ENOANSWER, {}};
+}
+
+}  // namespace vesk::core::dm

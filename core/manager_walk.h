@@ -1,0 +1,113 @@
+#pragma once
+
+// The way of one request through the data model.
+//
+// A path is answered by all that hold part of it: the handlers at or above it, and the ones below,
+// whose patterns name children as they stand and for "$" mean each instance that the table above
+// names. Where two say different things the deeper one is right, of equal depth the one that the
+// router tries first; so a subtree holds what its parameters would be answered one by one. A
+// handler that vanishes on the way is left out.
+
+#include <asio/awaitable.hpp>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "core/call.h"
+#include "core/manager_path.h"
+#include "core/manager_tree.h"
+#include "core/router.h"
+#include "runtime/scan.h"
+
+namespace vesk::core::dm {
+
+/// The bit of "dm-flags" that is the manager's own: the management server asks. Handlers get the
+/// others.
+inline constexpr uint32_t kByServer = 1;
+
+struct Reply {
+  uint32_t status;
+  OwnedValue value;
+};
+
+class Walk {
+ public:
+  /// @param flags "dm-flags" of the request, which its handlers get without the manager's own bit
+  /// @param heap  where answers lie; outlives the walk
+  Walk(Router& router, CallPtr call, uint32_t flags, const rt::Limits& limits, const Heap& heap);
+  Walk(const Walk&) = delete;
+  Walk& operator=(const Walk&) = delete;
+
+  /// Asks whoever answers at a path, as the router tries them.
+  asio::awaitable<Reply> ask(uint32_t action, const Path& path);
+  /// Asks one registration about a path.
+  /// @param arguments more members for the request, or null
+  asio::awaitable<Reply> ask(uint64_t registration, uint32_t action, const Path& path,
+                             const vk_value* arguments = nullptr);
+  /// Asks one registration at the path of its pattern.
+  asio::awaitable<Reply> ask(const Registration& registration, uint32_t action);
+
+  /// The registrations that a path is asked of, in the router's order.
+  std::vector<Registration> at_or_above(const Path& path) const;
+  /// Those of which a path is only the beginning, if the instances in it are there.
+  asio::awaitable<std::vector<Registration>> below(Path path);
+
+  /// What "level" tells of a path: the children's names, none if nobody says that it is an object.
+  asio::awaitable<std::optional<Path>> level(Path path);
+  /// The names of a path's children, those of registrations below it included; none for what is no
+  /// object.
+  asio::awaitable<std::optional<Path>> children(Path path);
+
+  /// The paths that a registration below a path stands for.
+  asio::awaitable<std::vector<Path>> expand(Registration registration, Path path);
+
+  /// The merged answer to get at a path and below; null if there is nothing.
+  asio::awaitable<OwnedValue> values(Path path);
+  /// The value of one parameter; null if there is none.
+  asio::awaitable<OwnedValue> parameter(Path path);
+  /// What a name stands for: a parameter or, of a partial name, an object with all below; null if
+  /// there is none.
+  asio::awaitable<OwnedValue> find(Name name);
+
+  /// The registration that holds a path, or why there is none.
+  struct Holder {
+    uint32_t status;
+    Registration registration;
+  };
+  asio::awaitable<Holder> holder(Path path);
+
+  /// Throws a refusal for an answer that is none of "yes", "no answer" and "gone". True for "yes".
+  bool says(const Reply& reply, uint64_t registration, const Path& path) const;
+
+  /// Whether an answer means that the registration is gone.
+  bool has_vanished(const Reply& reply, uint64_t registration) const;
+
+  /// Counts nodes of an answer that is being made, and refuses what would be far beyond the limits
+  /// before it is all there.
+  void charge(const Path& path, uint32_t nodes);
+
+  const Heap& heap() const { return heap_; }
+  Router& router() const { return router_; }
+  const CallPtr& call() const { return call_; }
+
+ private:
+  asio::awaitable<Reply> asked(asio::awaitable<Answer> answer);
+  Request request(uint32_t action, Path path, const vk_value* arguments) const;
+  asio::awaitable<bool> names_instances(Registration registration, Path path);
+  asio::awaitable<OwnedValue> value_of(uint64_t registration, Path path);
+
+  Router& router_;
+  const CallPtr call_;
+  const uint32_t flags_;
+  const rt::Limits limits_;
+  const Heap& heap_;
+  const std::vector<Registration> registrations_;  // as they were when the walk began
+  std::map<Path, std::optional<Path>> levels_;     // what was told already
+  uint32_t nodes_ = 0;
+};
+
+/// What is answered with a tree; `VK_ENOMEM` is thrown as a refusal if it is beyond a limit.
+Answer answer_within(const rt::Limits& limits, const vk_value& value);
+
+}  // namespace vesk::core::dm

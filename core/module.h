@@ -1,0 +1,120 @@
+#pragma once
+
+// A module as the core sees it: its lines, and who may be asked when.
+//
+// The core keeps a stack of open items for each module: the requests handed to it and the calls
+// that it has made. A request is handed over only when the stack is empty or its top is a call, for
+// then the module waits and serves meanwhile; others queue. So A may ask B while B asks A, and two
+// unrelated callers never lock each other.
+//
+// The answer time runs only while the top is a request, or the stack is empty and the module does
+// not take an answer that is meant for it. It starts anew with every message from the module.
+
+#include <asio/io_context.hpp>
+#include <asio/steady_timer.hpp>
+#include <chrono>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <list>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "core/call.h"
+#include "core/exchange.h"
+#include "core/settings.h"
+
+namespace vesk::core {
+
+/// A request for a module.
+struct Task {
+  Message message;
+  CallPtr call;
+  std::function<void(Answer)> done;  ///< called once
+};
+
+class Module : public std::enable_shared_from_this<Module> {
+  struct Item {
+    std::shared_ptr<Task> task;  // null for a call that the module made
+    LinePtr line;                // that the task was handed over on
+  };
+
+ public:
+  using CallItem = std::list<Item>::iterator;
+
+  /// @param hung called when the answer time is up
+  Module(asio::io_context& loop, std::string name, LinePtr main, const Settings& settings,
+         std::function<void(Module&)> hung);
+
+  const std::string& name() const { return name_; }
+  const Line& main() const { return *main_; }
+
+  /// Whether a peer is the same process of the same user.
+  bool is(const Peer& peer) const;
+
+  /// Adds a calling line, or a serving one that was turned round.
+  void add_calling(const LinePtr& line);
+  void add_serving(const LinePtr& line);
+  /// Forgets a line other than the main one, which has ended.
+  void lose(const Line& line);
+
+  /// Hands a request over, has it wait, or refuses it.
+  void submit(std::shared_ptr<Task> task);
+
+  /// A message has come from the module.
+  void heard();
+
+  /// The module has made a call. Requests that it may be asked meanwhile are handed over by
+  /// `call_waits`, unless the call could be answered at once.
+  CallItem begin_call();
+  void call_waits();
+  void end_call(CallItem call);
+
+  /// An answer to the module is under way, and has been taken.
+  void begin_delivery();
+  void end_delivery();
+
+  /// The nearest request that the module is serving; null if it serves none.
+  CallPtr serving() const;
+
+  /// Ends the module: answers whatever is open or waits, and refuses what comes later.
+  void end(uint32_t status);
+  void close_lines();
+
+ private:
+  bool accepts() const { return stack_.empty() || waits(); }
+  bool waits() const { return !stack_.empty() && stack_.back().task == nullptr; }
+
+  void hand(std::shared_ptr<Task> task);
+  void enqueue(std::shared_ptr<Task> task);
+  void take_answer(std::list<Item>::iterator item, std::optional<Answer> answer);
+  void go_on();
+  void mind_clock();
+  void restart_clock();
+  void mind_queue();
+  void refuse_overdue();
+
+  struct Waiting {
+    std::shared_ptr<Task> task;
+    std::chrono::steady_clock::time_point until;
+  };
+
+  const std::string name_;
+  const LinePtr main_;
+  const Settings& settings_;
+  const std::function<void(Module&)> hung_;
+  std::vector<LinePtr> lines_;  // all but the main one
+  std::deque<LinePtr> idle_;    // serving lines with nothing under way
+  std::list<Item> stack_;       // the top is at the back
+  std::deque<Waiting> queue_;
+  unsigned deliveries_ = 0;
+  bool ended_ = false;
+  bool clock_runs_ = false;
+  uint64_t clock_start_ = 0;  // tells a timer that was stopped too late
+  asio::steady_timer clock_;
+  asio::steady_timer queue_timer_;
+};
+using ModulePtr = std::shared_ptr<Module>;
+
+}  // namespace vesk::core

@@ -1,0 +1,58 @@
+#pragma once
+
+// Accepts connections and keeps count of them. It knows sockets, who is at the other end, and
+// limits; what is said on a line is the exchange's affair.
+
+#include <asio/awaitable.hpp>
+#include <asio/io_context.hpp>
+#include <asio/local/stream_protocol.hpp>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <memory>
+
+#include "core/credentials.h"
+#include "core/descriptor.h"
+#include "core/exchange.h"
+#include "core/line.h"
+#include "core/log.h"
+#include "core/settings.h"
+
+namespace vesk::core {
+
+class Server {
+ public:
+  Server(asio::io_context& loop, const Settings& settings, Access access, Exchange& exchange);
+
+  /// Accepts what comes to a listening socket. Throws `asio::system_error`.
+  void listen(Descriptor listener);
+  /// Accepts no more.
+  void stop();
+  /// Closes all lines.
+  void close();
+
+  std::size_t lines() const { return lines_.size(); }
+  /// Whether an answer is on its way to a peer.
+  bool is_answering() const;
+
+ private:
+  using Socket = SocketLine::Socket;
+
+  asio::awaitable<void> accept();
+  void take(Socket& socket);
+  uint32_t refusal_of(const Peer& peer) const;
+  void complain(const Credentials& credentials, uint32_t refusal);
+  void forget(const Line& line);
+
+  asio::io_context& loop_;
+  const Settings& settings_;
+  const Access access_;
+  LogBudget budget_;
+  LineContext context_;
+  asio::local::stream_protocol::acceptor acceptor_;
+  std::map<uint64_t, std::shared_ptr<SocketLine>> lines_;
+  std::map<pid_t, unsigned> processes_;  // and how many lines each has
+  uint64_t last_id_ = 0;
+};
+
+}  // namespace vesk::core

@@ -1,0 +1,100 @@
+#include "core/store_file.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <ctime>
+#include <filesystem>
+#include <system_error>
+
+namespace vesk::core {
+namespace {
+
+constexpr mode_t kPrivateFolder = 0700;
+constexpr mode_t kPrivateFile = 0600;
+
+[[noreturn]] void fail(int error, const std::string& path) {
+  throw std::system_error(error, std::generic_category(), path);
+}
+
+std::string parent_of(const std::string& path) {
+  return std::filesystem::path(path).parent_path().string();
+}
+
+Descriptor open_private(const std::string& path) {
+  return Descriptor(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, kPrivateFile));
+}
+
+// Has the names in a folder survive a power cut.
+void sync_folder(const std::string& path) {
+  const Descriptor folder(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!folder || fsync(folder.get()) != 0) fail(errno, path);
+}
+
+bool exists(const std::string& path) {
+  struct stat status {};
+  return lstat(path.c_str(), &status) == 0;
+}
+
+void move(const std::string& from, const std::string& to) {
+  if (std::rename(from.c_str(), to.c_str()) != 0 && errno != ENOENT) fail(errno, from);
+}
+
+std::string time_in_utc() {
+  const std::time_t now = std::time(nullptr);
+  std::tm parts{};
+  gmtime_r(&now, &parts);
+  std::array<char, 32> text{};
+  std::strftime(text.data(), text.size(), "%Y%m%dT%H%M%SZ", &parts);
+  return text.data();
+}
+
+std::string free_name(const std::string& wanted) {
+  std::string name = wanted;
+  for (int count = 2; exists(name); ++count) name = wanted + "-" + std::to_string(count);
+  return name;
+}
+
+}  // namespace
+
+void make_folder(const std::string& path) {
+  if (exists(path)) return;
+  const std::string parent = parent_of(path);
+  make_folder(parent);
+  if (mkdir(path.c_str(), kPrivateFolder) != 0 && errno != EEXIST) fail(errno, path);
+  sync_folder(parent);
+}
+
+bool make_private_file(const std::string& path) {
+  const Descriptor file = open_private(path);
+  if (!file && errno == EISDIR) return false;
+  struct stat status {};
+  if (!file || fstat(file.get(), &status) != 0) fail(errno, path);
+  if (!S_ISREG(status.st_mode)) return false;
+  if (fchmod(file.get(), kPrivateFile) != 0) fail(errno, path);
+  sync_folder(parent_of(path));
+  return true;
+}
+
+StoreLock::StoreLock(const std::string& path) : file_(open_private(path + ".lock")) {
+  if (file_ && flock(file_.get(), LOCK_EX | LOCK_NB) == 0) return;
+  fail(errno == EWOULDBLOCK ? EBUSY : errno, path + ".lock");
+}
+
+std::string set_aside(const std::string& path) {
+  std::string name = free_name(path + "." + time_in_utc());
+  // The database comes last. If this is cut short, SQLite must not find it gone and what belongs to
+  // it still there: it would drop that.
+  for (const char* const beside : {"-wal", "-shm", "-journal", ""}) {
+    move(path + beside, name + beside);
+  }
+  sync_folder(parent_of(path));
+  return name;
+}
+
+}  // namespace vesk::core

@@ -1,0 +1,35 @@
+#pragma once
+
+// The files of the store, its database aside: the folder, the lock, and what is set aside. Failures
+// are thrown as `std::system_error`.
+
+#include <string>
+
+#include "core/descriptor.h"
+
+namespace vesk::core {
+
+/// Makes the folder and those above it that are missing, for this user only.
+void make_folder(const std::string& path);
+
+/// Makes the file if it is missing, and lets this user only read and write it.
+/// @return false if something is there that is not a file
+bool make_private_file(const std::string& path);
+
+/// The lock of the store at a path, held while this lives. It is a file of its own beside the
+/// store, which stays: it holds whatever becomes of the database.
+class StoreLock {
+ public:
+  /// Throws `std::errc::device_or_resource_busy` if somebody has the lock.
+  explicit StoreLock(const std::string& path);
+
+ private:
+  Descriptor file_;
+};
+
+/// Renames the store at a path, together with what SQLite keeps beside it, so that it can still be
+/// opened under the new name.
+/// @return the new name: the path, and the time in UTC
+std::string set_aside(const std::string& path);
+
+}  // namespace vesk::core

@@ -1,0 +1,64 @@
+#include "core/tree.h"
+
+#include <new>
+
+#include "lib/wire.h"
+#include "lib/wire_memory.h"
+
+namespace vesk::core {
+namespace {
+
+/// A transport of lib/wire.h that appends to bytes.
+class Appender {
+ public:
+  explicit Appender(Bytes& bytes) : bytes_(bytes) {}
+
+  bool takes_texts() const { return true; }
+  [[nodiscard]] uint32_t write(const void* field, std::size_t size) {
+    const auto* const first = static_cast<const std::byte*>(field);
+    bytes_.insert(bytes_.end(), first, first + size);
+    return VK_EOK;
+  }
+
+ private:
+  Bytes& bytes_;
+};
+
+const vk_value* typed(const vk_value& object, const char* name, vk_type type) {
+  if (object.type != VK_TYPE_OBJECT) return nullptr;
+  const vk_value* const member = vk_object_find_item(&object, name);
+  return member != nullptr && member->type == type ? member : nullptr;
+}
+
+}  // namespace
+
+// A member that cannot be made ends the reading early; what is left over tells.
+OwnedValue decode(const Bytes* bytes, vk_allocator* heap) {
+  OwnedValue value(vk_value_new(heap));
+  if (value == nullptr) throw std::bad_alloc();
+  if (bytes == nullptr || bytes->empty()) return value;
+  wire::Bytes transport(*bytes);
+  wire::Decoder decoder(transport);
+  if (decoder.get(*value) != VK_EOK || !transport.rest().empty()) throw std::bad_alloc();
+  return value;
+}
+
+Bytes encode(const vk_value& value) {
+  Bytes bytes;
+  Appender transport(bytes);
+  wire::Encoder encoder(transport);
+  if (encoder.put(value) != VK_EOK) throw std::bad_alloc();
+  return bytes;
+}
+
+const char* text_member(const vk_value& object, const char* name) {
+  const vk_value* const member = typed(object, name, VK_TYPE_STRING);
+  return member == nullptr ? nullptr : member->payload.text;
+}
+
+const uint32_t* number_member(const vk_value& object, const char* name) {
+  const vk_value* const member = typed(object, name, VK_TYPE_UNSIGNEDINT);
+  return member == nullptr ? nullptr : &member->payload.u32;
+}
+
+}  // namespace vesk::core

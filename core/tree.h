@@ -1,0 +1,22 @@
+#pragma once
+
+// Trees of values from and to the bytes of the wire.
+
+#include "core/call.h"
+#include "lib/value/node.h"
+
+namespace vesk::core {
+
+/// Reads a tree that was scanned; null stands for any. Throws `bad_alloc`.
+OwnedValue decode(const Bytes* bytes, vk_allocator* heap = vk_default_allocator());
+
+/// Throws `bad_alloc`.
+Bytes encode(const vk_value& value);
+
+/// The text of an object's member; null if there is none or it is no string.
+const char* text_member(const vk_value& object, const char* name);
+
+/// The number of an object's member; null if there is none or it is no unsignedInt.
+const uint32_t* number_member(const vk_value& object, const char* name);
+
+}  // namespace vesk::core

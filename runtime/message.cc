@@ -1,0 +1,136 @@
+#include "runtime/message.h"
+
+#include <cstring>
+
+#include "lib/wire.h"
+#include "lib/wire_memory.h"
+
+namespace vesk::rt {
+namespace {
+
+constexpr vk_value kAny = {};
+
+// Appends fields. Once there was no room for one there is none for any other, since an object that
+// is cut short and ended all the same would pass for a whole one.
+class Writer {
+ public:
+  explicit Writer(ByteBuffer& bytes) : bytes_(bytes) {}
+
+  bool takes_texts() const { return true; }
+  uint32_t write(const void* bytes, std::size_t size) {
+    lost_ = lost_ || !bytes_.append(bytes, size);
+    return result();
+  }
+  uint32_t result() const { return lost_ ? VK_ENOMEM : VK_EOK; }
+
+ private:
+  ByteBuffer& bytes_;
+  bool lost_ = false;
+};
+
+// Whether the bytes are one message, within the limits, and nothing else.
+vk_error check(Message kind, std::span<const std::byte> bytes, const Limits& limits) {
+  Scanner scanner(kind, limits);
+  switch (scanner.scan(bytes)) {
+    case Scanner::State::kComplete:
+      return scanner.size() == bytes.size() ? VK_EOK : VK_EINVAL;
+    case Scanner::State::kRefused:
+      return VK_EVALUE;
+    default:
+      return VK_EINVAL;
+  }
+}
+
+template <typename Record>
+vk_error put(ByteBuffer& bytes, Message kind, const Record& record, const Limits& limits) {
+  const std::size_t before = bytes.bytes().size();
+  Writer writer(bytes);
+  vk_error error = wire::Encoder(writer).put(record);
+  if (writer.result() != VK_EOK) error = writer.result();
+  return error == VK_EOK ? check(kind, bytes.bytes().subspan(before), limits) : error;
+}
+
+// A node as it is sent; one that is not there is type any. The encoder changes nothing.
+vk_value* sent(const vk_value* value) {
+  return const_cast<vk_value*>(value == nullptr ? &kAny : value);
+}
+
+// Moves what a fresh node holds to a node that keeps its name and its place.
+void move_payload(vk_value& from, vk_value& to) {
+  vk_value_clear(&to);
+  to.type = from.type;
+  to.policy = from.policy;
+  to.payload = from.payload;
+  if (is_container(to) && to.payload.items.first == nullptr) {
+    to.payload.items.tail = &to.payload.items.first;
+  }
+  from.type = VK_TYPE_ANY;
+}
+
+// Holds the fields that are written against bytes that are there.
+class Comparison {
+ public:
+  explicit Comparison(std::span<const std::byte> bytes) : rest_(bytes) {}
+
+  bool takes_texts() const { return true; }
+  uint32_t write(const void* bytes, std::size_t size) {
+    differs_ = differs_ || size > rest_.size() ||
+               (size != 0 && std::memcmp(bytes, rest_.data(), size) != 0);
+    if (!differs_) rest_ = rest_.subspan(size);
+    return differs_ ? VK_EIO : VK_EOK;
+  }
+  bool equal() const { return !differs_ && rest_.empty(); }
+
+ private:
+  std::span<const std::byte> rest_;
+  bool differs_ = false;
+};
+
+bool says(const vk_value& value, std::span<const std::byte> bytes) {
+  Comparison comparison(bytes);
+  return wire::Encoder(comparison).put(value) == VK_EOK && comparison.equal();
+}
+
+vk_error replace(vk_value& value, std::span<const std::byte> bytes) {
+  const OwnedValue fresh(vk_value_new(value.heap));
+  if (fresh == nullptr || read_tree(bytes, *fresh) != VK_EOK) return VK_ENOMEM;
+  move_payload(*fresh, value);
+  return VK_EOK;
+}
+
+}  // namespace
+
+vk_error put_request(ByteBuffer& bytes, uint32_t tag, const char* path, uint32_t action,
+                     const vk_value* value, const Limits& limits) {
+  const vk_ipc_request request = {tag, const_cast<char*>(path), action, sent(value)};
+  return put(bytes, Message::kRequest, request, limits);
+}
+
+vk_error put_response(ByteBuffer& bytes, uint32_t status, const vk_value* value,
+                      const Limits& limits) {
+  return put(bytes, Message::kResponse, vk_ipc_response{status, sent(value)}, limits);
+}
+
+uint32_t take_response(std::span<const std::byte> message, vk_value* value) {
+  constexpr std::size_t kValueAt = sizeof(uint32_t);
+  if (value != nullptr && number_at(message, kValueAt) != VK_TYPE_ANY) {
+    const vk_error error = replace(*value, message.subspan(kValueAt));
+    if (error != VK_EOK) return error;
+  }
+  return number_at(message, 0);
+}
+
+// A member that could not be made ends the decoding of its object without an error, and what
+// follows is taken for something else; so the tree is held against the bytes.
+vk_error read_tree(std::span<const std::byte> bytes, vk_value& fresh) {
+  wire::Bytes reader(bytes);
+  return wire::Decoder(reader).get(fresh) == VK_EOK && says(fresh, bytes) ? VK_EOK : VK_ENOMEM;
+}
+
+uint32_t number_at(std::span<const std::byte> message, std::size_t place) {
+  uint32_t number = 0;
+  std::memcpy(&number, message.data() + place, sizeof number);
+  return number;
+}
+
+}  // namespace vesk::rt

@@ -1,0 +1,47 @@
+#pragma once
+
+// A line without a socket: what it is asked waits until the test answers it.
+
+#include <deque>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <utility>
+
+#include "core/exchange.h"
+
+namespace vesk::test {
+
+class FakeLine final : public core::Line {
+ public:
+  explicit FakeLine(uint64_t id = 1, const core::Peer& peer = {1, 1, 1, true})
+      : id_(id), peer_(peer) {}
+
+  uint64_t id() const override { return id_; }
+  const core::Peer& peer() const override { return peer_; }
+  void wait_for_taker() override {}
+  void turn() override { turned = true; }
+  void ask(core::Message message, std::function<void(std::optional<core::Answer>)> done) override {
+    asked.push_back(std::move(message));
+    done_ = std::move(done);
+  }
+  bool hung_up() const override { return false; }
+  void close() override { closed = true; }
+
+  /// Answers what it was asked; nothing stands for the line's end.
+  void answer(std::optional<core::Answer> answer) {
+    std::exchange(done_, nullptr)(std::move(answer));
+  }
+  bool is_asked() const { return done_ != nullptr; }
+
+  std::deque<core::Message> asked;
+  bool turned = false;
+  bool closed = false;
+
+ private:
+  const uint64_t id_;
+  const core::Peer peer_;
+  std::function<void(std::optional<core::Answer>)> done_;
+};
+
+}  // namespace vesk::test

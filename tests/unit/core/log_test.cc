@@ -1,0 +1,61 @@
+#include "core/log.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <syslog.h>
+
+#include "tests/support/log_spy.h"
+
+namespace vesk::test {
+namespace {
+
+using namespace std::chrono_literals;  // NOLINT(google-build-using-namespace)
+using core::escaped;
+using core::LogBudget;
+using core::Peer;
+
+TEST(TheLog, GoesToTheLibrarys) {
+  const LogSpy spy;
+  core::log(VK_LOG_WARNING, "%s and %d", "text", 5);
+  EXPECT_THAT(spy.lines(), testing::ElementsAre(LogLine{LOG_WARNING, "NONE: text and 5"}));
+}
+
+TEST(Escaped, LetsPrintableTextThrough) {
+  EXPECT_EQ(escaped("a B-9 ~\xC3\xA4"), "a B-9 ~\xC3\xA4");
+}
+
+TEST(Escaped, SpellsControlBytesAndBackslashes) {
+  EXPECT_EQ(escaped("a\nb\x1B\x7F\\"), "a\\x0Ab\\x1B\\x7F\\x5C");
+  EXPECT_EQ(escaped(std::string_view("\0", 1)), "\\x00");
+}
+
+TEST(Escaped, CutsLongTexts) { EXPECT_EQ(escaped(std::string(100, 'a')), std::string(64, 'a')); }
+
+class ABudget : public testing::Test {
+ protected:
+  unsigned spend(const Peer& peer, LogBudget::Clock::time_point now, unsigned times) {
+    unsigned granted = 0;
+    for (unsigned i = 0; i != times; ++i) granted += budget_.spend(peer, now) ? 1U : 0U;
+    return granted;
+  }
+
+  LogBudget budget_;
+  const LogBudget::Clock::time_point start_ = LogBudget::Clock::now();
+  const Peer peer_ = {1, 1, 1, true};
+};
+
+TEST_F(ABudget, GrantsTenMessagesASecond) {
+  EXPECT_EQ(spend(peer_, start_, 30), 10U);
+  EXPECT_EQ(spend(peer_, start_ + 999ms, 30), 0U);
+  EXPECT_EQ(spend(peer_, start_ + 1000ms, 30), 10U);
+}
+
+TEST_F(ABudget, IsEachProcesssOwn) {
+  EXPECT_EQ(spend(peer_, start_, 30), 10U);
+  EXPECT_EQ(spend({1, 1, 2, true}, start_, 30), 10U);
+  EXPECT_EQ(spend({2, 1, 1, true}, start_, 30), 10U);
+}
+
+}  // namespace
+}  // namespace vesk::test

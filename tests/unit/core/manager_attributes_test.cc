@@ -1,0 +1,236 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "tests/support/manager_watches.h"
+
+namespace vesk::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+using ManagerAttributes = ManagerWatches;
+
+TEST_F(ManagerAttributes, AreOffAndOpenToSubscribersAtFirst) {
+  EXPECT_EQ(get({"Device.A"}), rows({{"Device.A", 0}}));
+}
+
+TEST_F(ManagerAttributes, OfAPartialPathAreThoseOfAllParametersBelow) {
+  EXPECT_EQ(get({"Device.B.", "Device.A"}),
+            rows({{"Device.B.C", 0}, {"Device.B.D", 0}, {"Device.A", 0}}));
+  EXPECT_EQ(get({""}), get({"Device."}));
+}
+
+TEST_F(ManagerAttributes, OfNothingAreRefused) {
+  for (const char* const name :
+       {"Device.B", "Device.Z", "Device.A.", "Device..A", "Device.T.01."}) {
+    EXPECT_EQ(get({name}), refused(VK_ENOENT, 9005, {{name, 9005}}));
+    EXPECT_EQ(set({wish(name, 1)}), refused(VK_ENOENT, 9005, {{name, 9005}}));
+  }
+}
+
+TEST_F(ManagerAttributes, AreSet) {
+  EXPECT_EQ(set({wish("Device.A", 2), wish("Device.B.C", 1, {{"Subscriber", "Other"}})}),
+            acknowledged());
+  EXPECT_EQ(get({"Device.A", "Device.B.C"}),
+            rows({{"Device.A", 2}, {"Device.B.C", 1, {"Subscriber", "Other"}}}));
+}
+
+TEST_F(ManagerAttributes, ThatAreNotToChangeStay) {
+  set({wish("Device.A", 1, {{"Other"}})});
+  set({wish("Device.A", 2)});
+  EXPECT_EQ(get({"Device.A"}), rows({{"Device.A", 2, {"Other"}}}));
+  set({wish("Device.A", std::nullopt, std::vector<std::string>{})});
+  EXPECT_EQ(get({"Device.A"}), rows({{"Device.A", 2, {}}}));
+  set({wish("Device.A", std::nullopt)});
+  EXPECT_EQ(get({"Device.A"}), rows({{"Device.A", 2, {}}}));
+}
+
+TEST_F(ManagerAttributes, AreAlsoSetByTheNameThatGets) {
+  // As the library's wrapper sends it, without an access list.
+  const Tree element = object({{"Name", text("Device.A")},
+                               {"NotificationChange", boolean(1)},
+                               {"Notification", integer(2)},
+                               {"AccessListChange", boolean(1)}});
+  EXPECT_EQ(ask(kGetAttributes, object({{"ParameterList", array({element})}})), acknowledged());
+  EXPECT_EQ(get({"Device.A"}), rows({{"Device.A", 2, {}}}));
+}
+
+TEST_F(ManagerAttributes, OfAnObjectHoldForAllBelow) {
+  set({wish("Device.B.", 2)});
+  EXPECT_EQ(get({"Device."}),
+            rows({{"Device.A", 0}, {"Device.B.C", 2}, {"Device.B.D", 2}, {"Device.T.1.Name", 0}}));
+  device.parameters["Device.B.New"] = text("n");
+  EXPECT_EQ(get({"Device.B.New"}), rows({{"Device.B.New", 2}}));
+}
+
+TEST_F(ManagerAttributes, OfTheNearestNameHoldAndTheLastWordCounts) {
+  set({wish("Device.B.", 2), wish("Device.B.C", 1)});
+  EXPECT_EQ(get({"Device.B."}), rows({{"Device.B.C", 1}, {"Device.B.D", 2}}));
+  set({wish("Device.", 0)});
+  EXPECT_EQ(get({"Device.B."}), rows({{"Device.B.C", 0}, {"Device.B.D", 0}}));
+  set({wish("", 1)});
+  EXPECT_EQ(get({"Device.B.C"}), rows({{"Device.B.C", 1}}));
+}
+
+TEST_F(ManagerAttributes, OfAnObjectReplaceThoseBelow) {
+  set({wish("Device.B.C", 1, {{"Other"}}), wish("Device.B.", 2, {{"All"}})});
+  EXPECT_EQ(get({"Device.B.C"}), rows({{"Device.B.C", 2, {"All"}}}));
+  EXPECT_EQ(records.trees.begin()->second.items[1],
+            object({{"Attributes", array({object({{"Name", text("Device.B.")},
+                                                  {"Notification", integer(2)},
+                                                  {"AccessList", texts({"All"})}})})}})
+                .items[0]);
+}
+
+TEST_F(ManagerAttributes, OutliveARestart) {
+  set({wish("Device.A", 2, {{"Other"}}), wish("Device.B.", 1)});
+  restart();
+  EXPECT_EQ(get({"Device.A", "Device.B.C"}), rows({{"Device.A", 2, {"Other"}}, {"Device.B.C", 1}}));
+  EXPECT_EQ(records.trees.begin()->first.substr(0, 5), "veskd");
+}
+
+TEST_F(ManagerAttributes, BeginAnewIfTheirRecordIsDamaged) {
+  set({wish("Device.A", 2)});
+  restart();
+  records.load_status = VK_EIO;
+  EXPECT_EQ(get({"Device.A"}), rows({{"Device.A", 0}}));
+}
+
+TEST_F(ManagerAttributes, ThatCannotBeSavedAreAsBefore) {
+  set({wish("Device.A", 1)});
+  records.save_status = VK_EBUSY;
+  EXPECT_EQ(set({wish("Device.A", 2), wish("Device.B.C", 2)}), refused(VK_EBUSY, 9004));
+  EXPECT_EQ(get({"Device.A", "Device.B.C"}), rows({{"Device.A", 1}, {"Device.B.C", 0}}));
+}
+
+TEST_F(ManagerAttributes, AreSetAllOrNone) {
+  device.refusals["setattr Device.B.C"] = VK_EVALUE;
+  EXPECT_EQ(set({wish("Device.A", 2), wish("Device.B.C", 1)}),
+            refused(VK_EVALUE, 9009, {{"Device.B.C", 9009}}));
+  EXPECT_EQ(get({"Device.A"}), rows({{"Device.A", 0}}));
+}
+
+TEST_F(ManagerAttributes, AreConsentedToByNoAnswer) {
+  EXPECT_EQ(set({wish("Device.A", 2)}), acknowledged());
+  EXPECT_EQ(device.count("setattr Device.A"), 1);
+  EXPECT_EQ(device.requests.back().value, wish("Device.A", 2));
+}
+
+TEST_F(ManagerAttributes, OfAnObjectAreAskedOfAllBelowIt) {
+  Provider& deeper = router.add({.module = "deeper",
+                                 .pattern = "Device.T.$.More",
+                                 .parameters = {{"Device.T.1.More.X", text("x")}}});
+  EXPECT_EQ(set({wish("Device.T.", 2)}), acknowledged());
+  EXPECT_THAT(deeper.asked, ElementsAre("get Device.T.1.More", "setattr Device.T.1.More"));
+  deeper.refusals["setattr Device.T.1.More"] = VK_ERO;
+  EXPECT_EQ(set({wish("Device.T.", 1)}), refused(VK_ERO, 9009, {{"Device.T.", 9009}}));
+}
+
+TEST_F(ManagerAttributes, AreDecidedByTheFirstHandlerThatAnswers) {
+  Provider& deeper = router.add(
+      {.module = "deeper", .pattern = "Device.A", .parameters = {{"Device.A", text("deeper")}}});
+  deeper.refusals["setattr Device.A"] = VK_EOK;
+  EXPECT_EQ(set({wish("Device.A", 2)}), acknowledged());
+  EXPECT_EQ(device.count("setattr Device.A"), 0);
+}
+
+TEST_F(ManagerAttributes, AreNotRejectedByAHandlerThatCouldNotBeAsked) {
+  for (const auto& [status, code] :
+       {std::pair{VK_ETIMEDOUT, 9002U}, {VK_EBUSY, 9004U}, {VK_EIO, 9002U}, {VK_ENOMEM, 9004U}}) {
+    device.refusals["setattr Device.A"] = status;
+    EXPECT_EQ(set({wish("Device.A", 2)}), refused(status, code, {{"Device.A", code}}));
+  }
+}
+
+TEST_F(ManagerAttributes, AreNotRejectedByAHandlerThatVanishes) {
+  Provider& deeper = router.add(
+      {.module = "deeper", .pattern = "Device.A", .parameters = {{"Device.A", text("deeper")}}});
+  deeper.before["setattr Device.A"] = [&] { router.remove("Device.A"); };
+  EXPECT_EQ(set({wish("Device.A", 2)}), acknowledged());
+  EXPECT_EQ(device.count("setattr Device.A"), 1);
+}
+
+TEST_F(ManagerAttributes, ThatDoNotChangeAreNotAskedFor) {
+  EXPECT_EQ(set({wish("Device.A", std::nullopt)}), acknowledged());
+  EXPECT_EQ(device.count("setattr Device.A"), 0);
+}
+
+TEST_F(ManagerAttributes, AreEitherReadOrSet) {
+  for (const char* const request : {kGetAttributes, kSetAttributes}) {
+    EXPECT_EQ(ask(request, object({{"ParameterNames", texts({"Device.A"})},
+                                   {"ParameterList", array({wish("Device.A", 1)})}})),
+              refused(VK_EINVAL, 9003));
+    EXPECT_EQ(ask(request, object({})), refused(VK_EINVAL, 9003));
+  }
+  EXPECT_EQ(get({"Device.A"}), rows({{"Device.A", 0}}));
+}
+
+TEST_F(ManagerAttributes, NeedSoundWishes) {
+  const Tree name = text("Device.A");
+  for (const Tree& element :
+       {text("Device.A"), object({{"NotificationChange", boolean(0)}}), wish("Device.A", 3),
+        wish("Device.A", -1), object({{"Name", name}, {"NotificationChange", boolean(1)}}),
+        object({{"Name", name}, {"AccessListChange", boolean(1)}, {"AccessList", text("x")}}),
+        object(
+            {{"Name", name}, {"AccessListChange", boolean(1)}, {"AccessList", array({any()})}})}) {
+    EXPECT_EQ(set({element}), refused(VK_EINVAL, 9003));
+  }
+  EXPECT_THAT(device.asked, IsEmpty());
+}
+
+TEST_F(ManagerAttributes, AreNotSetForThoseWhoMayOnlyRead) {
+  const auto reader =
+      std::make_shared<const core::Call>(core::Call{nullptr, 1, {7, 7, 7, false}, ""});
+  const Tree setting = object({{"ParameterList", array({wish("Device.A", 1)})}});
+  EXPECT_EQ(ask(kGetAttributes, setting, reader), refused(VK_EAUTH, 9001));
+  EXPECT_EQ(ask(kGetAttributes, object({{"ParameterNames", texts({"Device.A"})}}), reader),
+            rows({{"Device.A", 0}}));
+}
+
+TEST_F(ManagerAttributes, AreSetByTheCoreItself) {
+  const Tree setting = object({{"ParameterList", array({wish("Device.A", 1)})}});
+  EXPECT_EQ(ask(kSetAttributes, setting, nullptr), acknowledged());
+}
+
+TEST_F(ManagerAttributes, GoWithTheirInstance) {
+  device.parameters["Device.T.10.Name"] = text("ten");
+  set({wish("Device.T.1.Name", 2), wish("Device.T.1.", 1), wish("Device.T.10.Name", 2)});
+  ask("cwmp.rpc.DeleteObject", object({{"ObjectName", text("Device.T.1.")}}));
+  device.parameters["Device.T.1.Name"] = text("again");
+  const Told left = rows({{"Device.T.1.Name", 0}, {"Device.T.10.Name", 2}});
+  EXPECT_EQ(get({"Device.T."}), left);
+  restart();
+  EXPECT_EQ(get({"Device.T."}), left);
+}
+
+TEST_F(ManagerAttributes, StayWithAnInstanceThatWasNotDeleted) {
+  set({wish("Device.T.1.Name", 2)});
+  device.refusals["commit Device"] = VK_EIO;
+  ask("cwmp.rpc.DeleteObject", object({{"ObjectName", text("Device.T.1.")}}));
+  EXPECT_EQ(get({"Device.T.1.Name"}), rows({{"Device.T.1.Name", 2}}));
+}
+
+TEST_F(ManagerAttributes, AreForgottenWithTheStore) {
+  set({wish("Device.A", 2)});
+  manager->forget();
+  EXPECT_EQ(get({"Device.A"}), rows({{"Device.A", 0}}));
+}
+
+TEST_F(ManagerAttributes, WaitForAWriteUnderWayAndAreRefusedWithinIt) {
+  Pending nested;
+  device.before["set Device.A"] = [&] {
+    nested = begin(kSetAttributes, object({{"ParameterList", array({wish("Device.A", 2)})}}),
+                   call_of("device", device.requests.back().parent));
+  };
+  ask("cwmp.rpc.SetParameterValues",
+      object({{"ParameterList",
+               array({object({{"Name", text("Device.A")}, {"Value", text("x")}})})}}));
+  ASSERT_TRUE(nested && *nested);
+  EXPECT_EQ(**nested, refused(VK_EBUSY, 9004));
+}
+
+}  // namespace
+}  // namespace vesk::test

@@ -1,0 +1,231 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "tests/support/manager_watches.h"
+
+namespace vesk::test {
+namespace {
+
+using ManagerNotifications = ManagerWatches;
+
+Tree below_device(std::initializer_list<Tree::Named> members) {
+  return object({{"Device", object(members)}});
+}
+
+class ServerWrites : public ManagerWatches {
+ protected:
+  Told write(const std::string& name, const Tree& value, uint32_t flags) {
+    return ask("cwmp.rpc.SetParameterValues",
+               object({{"ParameterList", array({object({{"Name", text(name)}, {"Value", value}})})},
+                       {"dm-flags", unsigned_integer(flags)}}));
+  }
+};
+
+TEST_F(ManagerNotifications, AreNoneWhereNothingIsWatched) {
+  device.parameters["Device.A"] = text("new");
+  EXPECT_EQ(notifications(), nothing());
+  EXPECT_EQ(ask("dmmgr.notification.get", object({})), nothing());
+}
+
+TEST_F(ManagerNotifications, TellAChangeOnce) {
+  set({wish("Device.A", 2)});
+  EXPECT_EQ(notifications(), nothing());
+  device.parameters["Device.A"] = text("new");
+  EXPECT_EQ(notifications(), changes(below_device({{"A", text("new")}}), true));
+  EXPECT_EQ(notifications(), nothing());
+}
+
+TEST_F(ManagerNotifications, AreActiveIfOneOfThemIs) {
+  set({wish("Device.A", 1), wish("Device.B.C", 2)});
+  device.parameters["Device.A"] = text("new");
+  EXPECT_EQ(notifications(true), changes(below_device({{"A", text("new")}}), false));
+  device.parameters["Device.B.C"] = text("new");
+  EXPECT_EQ(notifications(),
+            changes(below_device({{"A", text("new")}, {"B", object({{"C", text("new")}})}}), true));
+}
+
+TEST_F(ManagerNotifications, AreActiveWhicheverComesFirst) {
+  set({wish("Device.A", 2), wish("Device.B.C", 1)});
+  device.parameters["Device.A"] = text("new");
+  device.parameters["Device.B.C"] = text("new");
+  EXPECT_EQ(notifications().value.items.at(1), changes(any(), true).value.items.at(1));
+}
+
+TEST_F(ManagerNotifications, ThatAreOnlyLookedAtStay) {
+  set({wish("Device.A", 1)});
+  device.parameters["Device.A"] = text("new");
+  const Told change = changes(below_device({{"A", text("new")}}), false);
+  EXPECT_EQ(notifications(true), change);
+  EXPECT_EQ(notifications(true), change);
+  EXPECT_EQ(notifications(), change);
+  EXPECT_EQ(notifications(), nothing());
+}
+
+TEST_F(ManagerNotifications, ThatAreBeyondALimitStay) {
+  set({wish("Device.A", 1)});
+  device.parameters["Device.A"] = text(std::string(500'000, 'x'));
+  const Told refused = notifications();
+  EXPECT_NE(refused, nothing());
+  EXPECT_EQ(notifications(), refused);
+}
+
+TEST_F(ManagerNotifications, CompareNameByName) {
+  set({wish("Device.B.", 1)});
+  device.parameters["Device.B.D"] = integer(5);
+  EXPECT_EQ(notifications(), changes(below_device({{"B", object({{"D", integer(5)}})}}), false));
+}
+
+TEST_F(ManagerNotifications, TellAChangeOfTypeAlone) {
+  set({wish("Device.B.D", 1)});
+  device.parameters["Device.B.D"] = unsigned_integer(4);
+  EXPECT_EQ(notifications(),
+            changes(below_device({{"B", object({{"D", unsigned_integer(4)}})}}), false));
+}
+
+TEST_F(ManagerNotifications, OfAnObjectCoverWhatIsAddedBelow) {
+  set({wish("Device.T.", 2)});
+  device.parameters["Device.T.5.Name"] = text("five");
+  EXPECT_EQ(
+      notifications(),
+      changes(below_device({{"T", object({{"5", object({{"Name", text("five")}})}})}}), true));
+}
+
+TEST_F(ManagerNotifications, LeaveOutWhatIsOffBelowAWatchedObject) {
+  set({wish("Device.B.", 2), wish("Device.B.C", 0)});
+  device.parameters["Device.B.C"] = text("new");
+  EXPECT_EQ(notifications(), nothing());
+}
+
+TEST_F(ManagerNotifications, AreToldAfterARestart) {
+  set({wish("Device.A", 1), wish("Device.B.", 1)});
+  device.parameters["Device.A"] = text("new");
+  restart();
+  EXPECT_EQ(notifications(), changes(below_device({{"A", text("new")}}), false));
+  restart();
+  EXPECT_EQ(notifications(), nothing());
+}
+
+TEST_F(ManagerNotifications, RememberAModuleThatIsAway) {
+  set({wish("Device.A", 1)});
+  device.parameters.erase("Device.A");
+  EXPECT_EQ(notifications(), nothing());
+  device.parameters["Device.A"] = text("a");
+  EXPECT_EQ(notifications(), nothing());
+  device.parameters["Device.A"] = text("new");
+  EXPECT_EQ(notifications(), changes(below_device({{"A", text("new")}}), false));
+}
+
+TEST_F(ManagerNotifications, EndWhenTheyAreTurnedOff) {
+  set({wish("Device.A", 1)});
+  device.parameters["Device.A"] = text("new");
+  set({wish("Device.A", 0)});
+  EXPECT_EQ(notifications(), nothing());
+}
+
+TEST_F(ManagerNotifications, BeginWithTheValueOfTheTimeWhenTheyAreTurnedOn) {
+  set({wish("Device.A", 1)});
+  set({wish("Device.A", 0)});
+  device.parameters["Device.A"] = text("changed while off");
+  set({wish("Device.A", 1)});
+  EXPECT_EQ(notifications(), nothing());
+}
+
+TEST_F(ManagerNotifications, ThatAreDueStayDueWhenTheirKindChanges) {
+  set({wish("Device.A", 1)});
+  device.parameters["Device.A"] = text("new");
+  set({wish("Device.A", 2)});
+  EXPECT_EQ(notifications(), changes(below_device({{"A", text("new")}}), true));
+}
+
+TEST_F(ManagerNotifications, AreToldThoughTheyCannotBeSaved) {
+  set({wish("Device.A", 1)});
+  device.parameters["Device.A"] = text("new");
+  records.save_status = VK_EIO;
+  EXPECT_EQ(notifications(), changes(below_device({{"A", text("new")}}), false));
+  EXPECT_EQ(notifications(), nothing());
+}
+
+TEST_F(ManagerNotifications, AreSavedAsSoonAsThatIsPossible) {
+  set({wish("Device.A", 1)});
+  device.parameters["Device.A"] = text("new");
+  records.save_status = VK_EIO;
+  notifications();
+  records.save_status = VK_EOK;
+  EXPECT_EQ(notifications(), nothing());
+  restart();
+  EXPECT_EQ(notifications(), nothing());
+}
+
+TEST_F(ManagerNotifications, TellTheRestIfOneCannotBeHad) {
+  set({wish("Device.A", 1), wish("Device.B.C", 1)});
+  device.parameters["Device.A"] = text("new");
+  device.parameters["Device.B.C"] = text("new");
+  device.refusals["get Device.A"] = VK_ETIMEDOUT;
+  EXPECT_EQ(notifications(), changes(below_device({{"B", object({{"C", text("new")}})}}), false));
+  device.refusals.clear();
+  EXPECT_EQ(notifications(), changes(below_device({{"A", text("new")}}), false));
+}
+
+TEST_F(ServerWrites, CountAsTold) {
+  set({wish("Device.A", 2), wish("Device.B.C", 2)});
+  device.parameters["Device.B.C"] = text("by itself");
+  EXPECT_EQ(write("Device.A", text("by the server"), 1).status, VK_EOK);
+  EXPECT_EQ(notifications(),
+            changes(below_device({{"B", object({{"C", text("by itself")}})}}), true));
+}
+
+TEST_F(ServerWrites, ThatAreNotTheServersAreTold) {
+  set({wish("Device.A", 2)});
+  write("Device.A", text("by the user"), 6);
+  EXPECT_EQ(notifications(), changes(below_device({{"A", text("by the user")}}), true));
+}
+
+// The handler may have made something else of the value.
+TEST_F(ServerWrites, CountWithTheValueThatIsThereAfterwards) {
+  set({wish("Device.A", 2)});
+  device.before["commit Device"] = [&] { device.staged["Device.A"] = text("tidied"); };
+  write("Device.A", text(" tidied "), 1);
+  EXPECT_EQ(notifications(), nothing());
+}
+
+TEST_F(ServerWrites, AreReadBackAndSavedOnlyWhereThatMatters) {
+  set({wish("Device.A", 2)});
+  const int saves = records.saves;
+  write("Device.B.C", text("not watched"), 1);
+  EXPECT_EQ(device.count("get Device.B.C"), 0);
+  write("Device.A", text("a"), 1);
+  EXPECT_EQ(device.count("get Device.A"), 2);
+  EXPECT_EQ(records.saves, saves);
+}
+
+TEST_F(ServerWrites, OutliveARestart) {
+  set({wish("Device.A", 2)});
+  write("Device.A", text("by the server"), 1);
+  restart();
+  EXPECT_EQ(notifications(), nothing());
+}
+
+TEST_F(ServerWrites, ThatAddAnInstanceCountAsTold) {
+  set({wish("Device.T.", 2)});
+  const auto add = [&](uint32_t flags) {
+    ask("cwmp.rpc.AddObject",
+        object({{"ObjectName", text("Device.T.")}, {"dm-flags", unsigned_integer(flags)}}));
+  };
+  add(1);
+  EXPECT_EQ(notifications(), nothing());
+  add(0);
+  EXPECT_EQ(notifications(),
+            changes(below_device({{"T", object({{"3", object({{"Name", text("new")}})}})}}), true));
+}
+
+TEST_F(ServerWrites, AreDoneThoughTheValueCannotBeReadBack) {
+  set({wish("Device.A", 2)});
+  device.refusals["get Device.A"] = VK_ETIMEDOUT;
+  EXPECT_EQ(write("Device.A", text("new"), 1).status, VK_EOK);
+  device.refusals.clear();
+  EXPECT_EQ(notifications(), changes(below_device({{"A", text("new")}}), true));
+}
+
+}  // namespace
+}  // namespace vesk::test

@@ -1,0 +1,176 @@
+// How answers of several handlers become one.
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "tests/support/manager_bench.h"
+
+namespace vesk::test {
+namespace {
+
+class ManagerWalk : public ManagerBench {
+ protected:
+  Told values(const std::vector<std::string>& names) {
+    return ask("cwmp.rpc.GetParameterValues", object({{"ParameterNames", texts(names)}}));
+  }
+
+  Told next_names(const std::string& path) {
+    return ask("cwmp.rpc.GetParameterNames",
+               object({{"ParameterPath", text(path)}, {"NextLevel", boolean(1)}}));
+  }
+
+  // Answers below "Device".
+  static Told device(std::initializer_list<Tree::Named> members) {
+    return answered({{"ParameterList", object({{"Device", object(members)}})}});
+  }
+
+  // A module whose parameters have their own names as values.
+  Provider& add(const std::string& pattern, const std::vector<std::string>& names,
+                const std::string& mark = "") {
+    Provider provider{.module = pattern + mark, .pattern = pattern};
+    for (const std::string& name : names) provider.parameters[name] = text(name + mark);
+    return router.add(provider);
+  }
+};
+
+TEST_F(ManagerWalk, MergesHandlersAboveAtAndBelowAPath) {
+  add("Device", {"Device.A.X", "Device.B"});
+  add("Device.A", {"Device.A.Y"});
+  add("Device.A.C", {"Device.A.C.Z"});
+  EXPECT_EQ(values({"Device.A."}),
+            device({{"A", object({{"X", text("Device.A.X")},
+                                  {"Y", text("Device.A.Y")},
+                                  {"C", object({{"Z", text("Device.A.C.Z")}})}})}}));
+}
+
+TEST_F(ManagerWalk, LetsTheDeeperHandlerWin) {
+  add("Device", {"Device.A.X", "Device.A.Y"}, " above");
+  add("Device.A", {"Device.A.X"}, " deeper");
+  EXPECT_EQ(
+      values({"Device."}),
+      device({{"A", object({{"X", text("Device.A.X deeper")}, {"Y", text("Device.A.Y above")}})}}));
+  EXPECT_EQ(values({"Device.A.X"}), device({{"A", object({{"X", text("Device.A.X deeper")}})}}));
+}
+
+TEST_F(ManagerWalk, LetsADeeperObjectReplaceAParameterAndTheOtherWayRound) {
+  add("Device", {"Device.A", "Device.B.C"}, " above");
+  add("Device.A", {"Device.A.X"});
+  add("Device.B", {"Device.B"});
+  EXPECT_EQ(values({"Device."}),
+            device({{"A", object({{"X", text("Device.A.X")}})}, {"B", text("Device.B")}}));
+}
+
+TEST_F(ManagerWalk, LetsTheOldestOfOnePatternWin) {
+  add("Device", {"Device.A", "Device.B"}, " old");
+  add("Device", {"Device.A", "Device.C"}, " new");
+  EXPECT_EQ(values({"Device."}), device({{"A", text("Device.A old")},
+                                         {"C", text("Device.C new")},
+                                         {"B", text("Device.B old")}}));
+  EXPECT_EQ(values({"Device.A"}), device({{"A", text("Device.A old")}}));
+}
+
+TEST_F(ManagerWalk, LetsALiteralPatternWinOverATemplate) {
+  add("Device.T.$", {"Device.T", "Device.T.1.X"}, " any");
+  add("Device.T.1", {"Device.T.1.X"}, " one");
+  add("Device", {"Device.T.1.Y"});
+  EXPECT_EQ(values({"Device.T.1."}),
+            device({{"T", object({{"1", object({{"Y", text("Device.T.1.Y")},
+                                                {"X", text("Device.T.1.X one")}})}})}}));
+}
+
+TEST_F(ManagerWalk, AsksATemplateForEachInstanceOfItsTable) {
+  add("Device.T", {"Device.T.2.Name", "Device.T.5.Name", "Device.T.Size"});
+  Provider& extra = add("Device.T.$.Extra", {"Device.T.2.Extra.E", "Device.T.9.Extra.E"});
+  EXPECT_EQ(
+      values({"Device."}),
+      device({{"T", object({{"2", object({{"Name", text("Device.T.2.Name")},
+                                          {"Extra", object({{"E", text("Device.T.2.Extra.E")}})}})},
+                            {"5", object({{"Name", text("Device.T.5.Name")}})},
+                            {"Size", text("Device.T.Size")}})}}));
+  EXPECT_EQ(extra.asked,
+            (std::vector<std::string>{"get Device.T.2.Extra", "get Device.T.5.Extra"}));
+}
+
+TEST_F(ManagerWalk, FollowsTemplatesInTemplates) {
+  add("Device.T", {"Device.T.1.U.3.Name"});
+  add("Device.T.$.U.$.V.W", {"Device.T.1.U.3.V.W.X"});
+  EXPECT_EQ(
+      values({"Device.T.1.U.3.V."}),
+      device(
+          {{"T",
+            object(
+                {{"1",
+                  object({{"U",
+                           object({{"3",
+                                    object({{"V",
+                                             object({{"W",
+                                                      object({{"X", text("Device.T.1.U.3.V.W."
+                                                                         "X")}})}})}})}})}})}})}}));
+  EXPECT_EQ(values({"Device."}).value.items[0].items[0].items[0].items.size(), 1U);
+}
+
+TEST_F(ManagerWalk, KnowsNoInstanceThatTheTableDoesNotName) {
+  add("Device.T", {"Device.T.1.Name"});
+  add("Device.T.$.Extra.More", {});
+  EXPECT_EQ(values({"Device.T.2."}), refused(VK_ENOENT, 9005, {{"Device.T.2.", 9005}}));
+  EXPECT_EQ(next_names("Device.T.2."), refused(VK_ENOENT, 9005, {{"Device.T.2.", 9005}}));
+  EXPECT_EQ(values({"Device.T.1.Extra."}),
+            device({{"T", object({{"1", object({{"Extra", object({})}})}})}}));
+}
+
+TEST_F(ManagerWalk, LetsComponentsAboveRegistrationsExist) {
+  add("Device.A.B.C", {"Device.A.B.C.X"});
+  EXPECT_EQ(next_names(""), answered({{"ParameterList", object({{"Device", object({})}})},
+                                      {"Objects", array({})}}));
+  EXPECT_EQ(next_names("Device.A."),
+            answered({{"ParameterList",
+                       object({{"Device", object({{"A", object({{"B", object({})}})}})}})},
+                      {"Objects", array({})}}));
+  EXPECT_EQ(
+      values({"Device."}),
+      device({{"A", object({{"B", object({{"C", object({{"X", text("Device.A.B.C.X")}})}})}})}}));
+}
+
+TEST_F(ManagerWalk, KnowsWhatIsRegisteredEvenIfItHoldsNothing) {
+  add("Device.A.B", {});
+  EXPECT_EQ(values({"Device.A."}), device({{"A", object({})}}));
+}
+
+TEST_F(ManagerWalk, TakesNoAnswerToLevelForALeafAndAnEmptyOneForAnObject) {
+  Provider& provider = add("Device", {"Device.Leaf"});
+  provider.objects = {"Device.Empty"};
+  EXPECT_EQ(next_names("Device."),
+            answered({{"ParameterList",
+                       object({{"Device", object({{"Leaf", boolean(0)}, {"Empty", object({})}})}})},
+                      {"Objects", array({})}}));
+}
+
+TEST_F(ManagerWalk, LeavesOutAModuleThatVanishes) {
+  add("Device", {"Device.A"});
+  Provider& other = add("Device.B", {"Device.B.X"});
+  other.before["get Device.B"] = [&] { router.remove("Device.B"); };
+  EXPECT_EQ(values({"Device."}), device({{"A", text("Device.A")}}));
+}
+
+TEST_F(ManagerWalk, DoesNotHideThatAModuleFailed) {
+  add("Device", {"Device.A"});
+  Provider& other = add("Device.B", {"Device.B.X"});
+  const std::pair<uint32_t, uint32_t> statuses[] = {
+      {VK_EIO, 9002}, {VK_ETIMEDOUT, 9002}, {VK_EBUSY, 9004}};
+  for (const auto& [status, code] : statuses) {
+    other.refusals = {{"get Device.B", status}};
+    EXPECT_EQ(values({"Device."}), refused(status, code, {{"Device.B", code}}));
+  }
+}
+
+TEST_F(ManagerWalk, AsksATableOnceForOneRequest) {
+  Provider& table = add("Device.T", {"Device.T.1.Name"});
+  add("Device.T.$.A", {"Device.T.1.A.X"});
+  add("Device.T.$.B", {"Device.T.1.B.X"});
+  EXPECT_EQ(values({"Device."}).status, VK_EOK);
+  EXPECT_EQ(table.count("level Device.T"), 1);
+}
+
+}  // namespace
+}  // namespace vesk::test

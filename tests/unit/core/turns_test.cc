@@ -1,0 +1,259 @@
+// Modules that hang, die, or keep their callers waiting, over real lines.
+
+#include <gtest/gtest.h>
+
+#include <asio/steady_timer.hpp>
+#include <asio/use_awaitable.hpp>
+
+#include "core/tree.h"
+#include "tests/unit/core/core_fixture.h"
+
+namespace vesk::test {
+namespace {
+
+core::Settings quick() {
+  core::Settings settings;
+  settings.answer = 60ms;
+  settings.patience = 10s;
+  return settings;
+}
+
+/// A module that has one handler at "a" and one serving line.
+struct Serving {
+  explicit Serving(TestCore& core, const std::string& name = "demo", const std::string& path = "a")
+      : module(core, name), line(module.serving()) {
+    EXPECT_EQ(module.add(path, 1), int{VK_EOK});
+  }
+
+  TestModule module;
+  std::unique_ptr<TestLine> line;
+};
+
+TEST(AHungModule, LosesItsLinesAndItsCallersAreTold) {
+  TestCore core(quick());
+  Serving hung(core);
+  TestLine client(core);
+  TestLine waiting(core);
+  client.send("a");
+  ASSERT_TRUE(hung.line->request().has_value());
+  waiting.send("a");
+  EXPECT_EQ(client.answer()->status, VK_ETIMEDOUT);
+  EXPECT_EQ(waiting.answer()->status, VK_ETIMEDOUT);
+  EXPECT_TRUE(hung.line->is_dropped());
+  EXPECT_TRUE(hung.module.main().is_dropped());
+  EXPECT_EQ(client.call("a"), int{VK_ENOANSWER});
+}
+
+TEST(AHungModule, IsNotOneThatCallsOthersNowAndThen) {
+  core::Settings settings = quick();
+  settings.answer = 200ms;
+  TestCore core(settings);
+  Serving busy(core);
+  TestLine client(core);
+  client.send("a");
+  ASSERT_TRUE(busy.line->request().has_value());
+  for (int i = 0; i != 6; ++i) {
+    core.run_for(core.settings.answer / 3);
+    EXPECT_EQ(busy.module.main().call("nobody"), int{VK_ENOANSWER});
+  }
+  busy.line->reply(VK_EOK);
+  EXPECT_EQ(client.answer()->status, VK_EOK);
+}
+
+TEST(AHungModule, IsNotOneThatOnlyWaitsForOthers) {
+  core::Settings settings = quick();
+  settings.answer = 200ms;
+  TestCore core(settings);
+  Serving first(core, "first", "a");
+  Serving second(core, "second", "b");
+  TestLine client(core);
+  client.send("a");
+  ASSERT_TRUE(first.line->request().has_value());
+  first.module.main().send("b");
+  ASSERT_TRUE(second.line->request().has_value());
+  for (int i = 0; i != 6; ++i) {
+    core.run_for(settings.answer / 3);
+    EXPECT_EQ(second.module.main().call("nobody"), int{VK_ENOANSWER});
+  }
+  second.line->reply(VK_EOK);
+  EXPECT_EQ(first.module.main().answer()->status, VK_EOK);
+  first.line->reply(VK_EOK);
+  EXPECT_EQ(client.answer()->status, VK_EOK);
+}
+
+// Makes whoever asks at "much" wait for more than a socket takes in one piece.
+void answer_with_much(TestCore& core) {
+  core.dispatcher.serve({"much"},
+                        [](core::CallPtr, const core::Request&) -> asio::awaitable<core::Answer> {
+                          const Value tree = named("x", std::string(1U << 20, 'x'));
+                          co_return core::Answer{VK_EOK, core::encode(*tree)};
+                        });
+}
+
+TEST(AHungModule, IsOneThatDoesNotTakeItsAnswer) {
+  TestCore core(quick());
+  answer_with_much(core);
+  TestModule module(core, "demo");
+  module.main().send("much");
+  EXPECT_TRUE(core.until([&] { return core.server.lines() == 0; }));
+}
+
+TEST(AHungModule, IsNotOneThatTookItsAnswerOrLeftItWithItsLine) {
+  TestCore core(quick());
+  answer_with_much(core);
+  TestModule module(core, "demo");
+  const auto calling = module.calling();
+  calling->send("much");
+  EXPECT_TRUE(core.until([&] { return core.server.is_answering(); }));
+  calling->hang_up();
+  EXPECT_EQ(module.main().call("much"), int{VK_EOK});
+  core.run_for(core.settings.answer * 3);
+  EXPECT_EQ(module.add("a", 1), int{VK_EOK});
+}
+
+// A call whose line is gone is no call any more: the module is what it was before it, one that was
+// asked and has not answered.
+TEST(AHungModule, IsOneThatLeftItsCall) {
+  TestCore core(quick());
+  bool asked = false;
+  core.dispatcher.serve({"slow"},
+                        [&](core::CallPtr, const core::Request&) -> asio::awaitable<core::Answer> {
+                          asked = true;
+                          asio::steady_timer long_time(core.loop, 1h);
+                          co_await long_time.async_wait(asio::use_awaitable);
+                          co_return core::Answer{VK_EOK};
+                        });
+  Serving hung(core);
+  const auto calling = hung.module.calling();
+  TestLine client(core);
+  client.send("a");
+  ASSERT_TRUE(hung.line->request().has_value());
+  calling->send("slow");
+  ASSERT_TRUE(core.until([&] { return asked; }));
+  calling->hang_up();
+  EXPECT_EQ(client.answer()->status, VK_ETIMEDOUT);
+  EXPECT_TRUE(hung.module.main().is_dropped());
+}
+
+// Whoever leaves without an answer still costs what was begun on his behalf, so that is limited.
+TEST(CallersThatLeft, DoNotMakeTheCoreDoMoreThanItHasLines) {
+  core::Settings settings;
+  settings.lines = 8;
+  settings.queue = 1000;
+  TestCore core(settings);
+  Serving silent(core);
+  for (int i = 0; i != 20; ++i) {
+    TestLine client(core);
+    client.send("a");
+    EXPECT_TRUE(client.is_quiet() || i >= 8) << i;
+    const std::size_t lines = core.server.lines();
+    client.hang_up();
+    EXPECT_TRUE(core.until([&] { return core.server.lines() < lines; }));
+  }
+  TestLine last(core);
+  EXPECT_EQ(last.call("a"), int{VK_EBUSY});
+}
+
+TEST(AModuleThatDies, IsAnsweredForAtOnce) {
+  TestCore core;
+  auto serving = std::make_unique<Serving>(core);
+  TestLine client(core);
+  TestLine waiting(core);
+  client.send("a");
+  ASSERT_TRUE(serving->line->request().has_value());
+  waiting.send("a");
+  EXPECT_TRUE(waiting.is_quiet());
+  serving.reset();
+  EXPECT_EQ(client.answer()->status, VK_EIO);
+  EXPECT_EQ(waiting.answer()->status, VK_EIO);
+}
+
+TEST(AModuleThatDies, LeavesTheNextHandlerUnasked) {
+  TestCore core;
+  const Serving other(core, "other");
+  auto serving = std::make_unique<Serving>(core, "demo", "a.b");
+  TestLine client(core);
+  client.send("a.b");
+  ASSERT_TRUE(serving->line->request().has_value());
+  serving.reset();
+  EXPECT_EQ(client.answer()->status, VK_EIO);
+  EXPECT_TRUE(other.line->is_quiet());
+}
+
+TEST(ACaller, IsToldWhenItsPatienceEndsAndTheLateAnswerIsDropped) {
+  core::Settings settings;
+  settings.patience = 50ms;
+  TestCore core(settings);
+  Serving slow(core);
+  TestLine client(core);
+  client.send("a");
+  ASSERT_TRUE(slow.line->request().has_value());
+  EXPECT_EQ(client.answer()->status, VK_ETIMEDOUT);
+  slow.line->reply(VK_EOK, named("late", ""));
+  EXPECT_TRUE(client.is_quiet());
+  client.send("a");
+  ASSERT_TRUE(slow.line->request().has_value());
+  slow.line->reply(VK_EOK, named("on", "time"));
+  EXPECT_EQ(outline(client.answer()->value), "object/2{on: string 'time'}");
+}
+
+TEST(ACaller, MayLeaveBeforeItsAnswerComes) {
+  TestCore core;
+  Serving serving(core);
+  TestLine client(core);
+  client.send("a");
+  ASSERT_TRUE(serving.line->request().has_value());
+  client.hang_up();
+  serving.line->reply(VK_EOK);
+  EXPECT_TRUE(core.until([&] { return core.server.lines() == 2; }));
+  EXPECT_TRUE(core.until([&] { return core.dispatcher.idle(); }));
+}
+
+TEST(AChain, IsBrokenWhereItBecomesTooLong) {
+  core::Settings settings;
+  settings.chain = 3;
+  TestCore core(settings);
+  TestModule module(core, "demo");
+  ASSERT_EQ(module.add("a", 1), int{VK_EOK});
+  std::vector<std::unique_ptr<TestLine>> serving;
+  std::vector<std::unique_ptr<TestLine>> calling;
+  for (uint32_t depth = 0; depth != settings.chain; ++depth) {
+    serving.push_back(module.serving());
+    calling.push_back(module.calling());
+  }
+  TestLine client(core);
+  client.send("a");
+  for (uint32_t depth = 0; depth != settings.chain - 1; ++depth) {
+    ASSERT_TRUE(serving[depth]->request().has_value());
+    calling[depth]->send("a");
+  }
+  ASSERT_TRUE(serving.back()->request().has_value());
+  EXPECT_EQ(calling.back()->call("a"), int{VK_EBUSY});
+}
+
+TEST(AModule, ThatHasItsAnswerIsNotAskedBeforeItHasGivenItsOwn) {
+  TestCore core;
+  Serving serving(core);
+  const auto second = serving.module.serving();
+  TestLine client(core);
+  TestLine waiting(core);
+  client.send("a");
+  ASSERT_TRUE(serving.line->request().has_value());
+  EXPECT_EQ(serving.module.main().call("nobody"), int{VK_ENOANSWER});
+  waiting.send("a");
+  EXPECT_TRUE(second->is_quiet());
+  serving.line->reply(VK_EOK);
+  EXPECT_TRUE(second->request().has_value());
+}
+
+TEST(AModule, ThatWaitsWithoutAnIdleServingLineIsBusy) {
+  TestCore core;
+  Serving serving(core);
+  TestLine client(core);
+  client.send("a");
+  ASSERT_TRUE(serving.line->request().has_value());
+  EXPECT_EQ(serving.module.main().call("a"), int{VK_EBUSY});
+}
+
+}  // namespace
+}  // namespace vesk::test
