@@ -60,14 +60,7 @@ Answer call(Request request) {
 // own heap, and its payload is handed over.
 void replace(vk_value& value, const Bytes& tree) {
   OwnedValue fresh = decode(&tree, value.heap);
-  vk_value_clear(&value);
-  value.type = fresh->type;
-  value.policy = fresh->policy;
-  value.payload = fresh->payload;
-  if (is_container(value) && value.payload.items.first == nullptr) {
-    value.payload.items.tail = &value.payload.items.first;
-  }
-  fresh->type = VK_TYPE_ANY;
+  move_payload(*fresh, value);
 }
 
 uint32_t call_path(const vk_path_node* path, uint32_t action, vk_value* value) noexcept try {

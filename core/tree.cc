@@ -32,7 +32,6 @@ const vk_value* typed(const vk_value& object, const char* name, vk_type type) {
 
 }  // namespace
 
-// A member that cannot be made ends the reading early; what is left over tells.
 OwnedValue decode(const Bytes* bytes, vk_allocator* heap) {
   OwnedValue value(vk_value_new(heap));
   if (value == nullptr) throw std::bad_alloc();

@@ -13,29 +13,47 @@
 
 namespace vesk::wire {
 
-/// Fields behind each other. After one that found no room no other is taken, so that a message with
+/// Appends fields to bytes. After one that found no room no other is taken, so that a message with
 /// a hole is never held for whole.
-class Buffer {
+class Appender {
  public:
+  explicit Appender(ByteBuffer& bytes) : bytes_(&bytes) {}
+
   bool takes_texts() const { return true; }
 
   /// `VK_ENOMEM` if there is no room for this field or was none for an earlier one.
   [[nodiscard]] uint32_t write(const void* bytes, std::size_t size) {
-    whole_ = whole_ && buffer_.append(bytes, size);
+    whole_ = whole_ && bytes_->append(bytes, size);
     return whole_ ? VK_EOK : VK_ENOMEM;
   }
 
-  std::span<const std::byte> bytes() const { return buffer_.bytes(); }
+ private:
+  ByteBuffer* bytes_;
+  bool whole_ = true;
+};
+
+/// Fields behind each other, in bytes of its own.
+class Buffer {
+ public:
+  Buffer() = default;
+  Buffer(const Buffer&) = delete;
+  Buffer& operator=(const Buffer&) = delete;
+
+  bool takes_texts() const { return fields_.takes_texts(); }
+  [[nodiscard]] uint32_t write(const void* bytes, std::size_t size) {
+    return fields_.write(bytes, size);
+  }
+  std::span<const std::byte> bytes() const { return bytes_.bytes(); }
 
   /// Begins anew and keeps the memory.
   void clear() {
-    buffer_.clear();
-    whole_ = true;
+    bytes_.clear();
+    fields_ = Appender(bytes_);
   }
 
  private:
-  ByteBuffer buffer_;
-  bool whole_ = true;
+  ByteBuffer bytes_;
+  Appender fields_{bytes_};
 };
 
 /// Bytes that are read from the first to the last. They are borrowed.

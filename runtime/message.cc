@@ -10,24 +10,6 @@ namespace {
 
 constexpr vk_value kAny = {};
 
-// Appends fields. Once there was no room for one there is none for any other, since an object that
-// is cut short and ended all the same would pass for a whole one.
-class Writer {
- public:
-  explicit Writer(ByteBuffer& bytes) : bytes_(bytes) {}
-
-  bool takes_texts() const { return true; }
-  uint32_t write(const void* bytes, std::size_t size) {
-    lost_ = lost_ || !bytes_.append(bytes, size);
-    return result();
-  }
-  uint32_t result() const { return lost_ ? VK_ENOMEM : VK_EOK; }
-
- private:
-  ByteBuffer& bytes_;
-  bool lost_ = false;
-};
-
 // Whether the bytes are one message, within the limits, and nothing else.
 vk_error check(Message kind, std::span<const std::byte> bytes, const Limits& limits) {
   Scanner scanner(kind, limits);
@@ -44,27 +26,14 @@ vk_error check(Message kind, std::span<const std::byte> bytes, const Limits& lim
 template <typename Record>
 vk_error put(ByteBuffer& bytes, Message kind, const Record& record, const Limits& limits) {
   const std::size_t before = bytes.bytes().size();
-  Writer writer(bytes);
-  vk_error error = wire::Encoder(writer).put(record);
-  if (writer.result() != VK_EOK) error = writer.result();
+  wire::Appender fields(bytes);
+  const vk_error error = wire::Encoder(fields).put(record);
   return error == VK_EOK ? check(kind, bytes.bytes().subspan(before), limits) : error;
 }
 
 // A node as it is sent; one that is not there is type any. The encoder changes nothing.
 vk_value* sent(const vk_value* value) {
   return const_cast<vk_value*>(value == nullptr ? &kAny : value);
-}
-
-// Moves what a fresh node holds to a node that keeps its name and its place.
-void move_payload(vk_value& from, vk_value& to) {
-  vk_value_clear(&to);
-  to.type = from.type;
-  to.policy = from.policy;
-  to.payload = from.payload;
-  if (is_container(to) && to.payload.items.first == nullptr) {
-    to.payload.items.tail = &to.payload.items.first;
-  }
-  from.type = VK_TYPE_ANY;
 }
 
 // Holds the fields that are written against bytes that are there.
@@ -120,8 +89,8 @@ uint32_t take_response(std::span<const std::byte> message, vk_value* value) {
   return number_at(message, 0);
 }
 
-// A member that could not be made ends the decoding of its object without an error, and what
-// follows is taken for something else; so the tree is held against the bytes.
+// A name that comes twice in one object leaves one member, with the later value; so the tree is
+// held against the bytes.
 vk_error read_tree(std::span<const std::byte> bytes, vk_value& fresh) {
   wire::Bytes reader(bytes);
   return wire::Decoder(reader).get(fresh) == VK_EOK && says(fresh, bytes) ? VK_EOK : VK_ENOMEM;

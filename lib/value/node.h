@@ -27,6 +27,19 @@ inline Nodes<vk_value> each_item(const vk_value& container) {
   return Nodes<vk_value>(container.payload.items.first);
 }
 
+/// Moves what a node holds to another, which keeps its name and its place; of the first, name and
+/// attributes are left.
+inline void move_payload(vk_value& from, vk_value& to) {
+  vk_value_clear(&to);
+  to.type = from.type;
+  to.policy = from.policy;
+  to.payload = from.payload;
+  if (is_container(to) && to.payload.items.first == nullptr) {
+    to.payload.items.tail = &to.payload.items.first;
+  }
+  from.type = VK_TYPE_ANY;
+}
+
 /// The first of a list's nodes with a name, or null. Nodes whose name was taken away are not found,
 /// nor is anything by a null name.
 vk_value* find_named(vk_value* first, const char* name);
