@@ -1,14 +1,13 @@
 #include "core/agent.h"
 
-#include <asio/co_spawn.hpp>
-#include <asio/detached.hpp>
-#include <asio/redirect_error.hpp>
+#include <unistd.h>
+
 #include <asio/steady_timer.hpp>
-#include <asio/use_awaitable.hpp>
 #include <csignal>
 #include <exception>
+#include <new>
 
-#include "core/log.h"
+#include "core/alarm.h"
 #include "core/sys_service.h"
 #include "vesk/mm/gta.h"
 #include "vesk/mm/stack.h"
@@ -20,8 +19,6 @@ namespace {
 constexpr Milliseconds kToEnd{1500};
 constexpr Milliseconds kToTakeAnswers{200};
 constexpr Milliseconds kBetweenLooks{5};
-
-void report_to_log(const std::string& text) { log(VK_LOG_ERROR, "%s", text.c_str()); }
 
 ManagerOptions manager_options(const Options& options) {
   ManagerOptions chosen;
@@ -36,14 +33,14 @@ Agent::Agent(const Options& options, Descriptor listener)
     : options_(options),
       notifier_(loop_),
       dispatcher_(loop_, options.settings),
-      store_(loop_, options.store, report_to_log),
+      store_(loop_, options.store, [this](const std::string& text) { report(text); }),
       records_(store_),
       manager_(loop_, dispatcher_, records_, manager_options(options)),
       hook_(loop_, dispatcher_),
-      server_(loop_, options.settings, options.access, dispatcher_),
+      server_(loop_, options.settings, options.access, dispatcher_, budget_),
       signals_(loop_, SIGTERM, SIGINT) {
   buffers.set_limit(options.settings.buffers);
-  serve_modules(dispatcher_, options.settings);
+  serve_modules(dispatcher_, options.settings, budget_);
   serve_store(dispatcher_, store_, [this] { manager_.forget(); });
   listen(std::move(listener));
   await_signal();
@@ -67,22 +64,41 @@ void Agent::run() {
       log(VK_LOG_ERROR, "Something is lost: %s", error.what());
     }
     vk_mm_stack_clear(vk_gta());
+    reserve_.refill();
   }
 }
 
 void Agent::await_signal() {
   signals_.async_wait([this](const asio::error_code& error, int) {
-    if (!error) asio::co_spawn(loop_, shut_down(), asio::detached);
+    if (!error) end();
   });
+}
+
+// Whoever keeps asking for what is broken does not fill the log.
+void Agent::report(const std::string& text) {
+  const Peer own = {geteuid(), getegid(), getpid(), true};
+  if (budget_.spend(own)) log(VK_LOG_ERROR, "%s", text.c_str());
+}
+
+void Agent::end() noexcept try {
+  spawn(loop_.get_executor(), run_down());
+} catch (const std::exception&) {
+  loop_.stop();
+}
+
+asio::awaitable<void> Agent::run_down() {
+  try {
+    co_await shut_down();
+  } catch (const std::exception&) {
+  }
+  loop_.stop();
 }
 
 // Nobody new comes; what modules were asked is over; what the store is doing is done.
 asio::awaitable<void> Agent::shut_down() {
   notifier_.stopping();
-  asio::steady_timer last(loop_, kToEnd);
-  last.async_wait([this](const asio::error_code& error) {
-    if (!error) loop_.stop();
-  });
+  Alarm last(loop_.get_executor(), [this] { loop_.stop(); });
+  if (!last.set(kToEnd)) throw std::bad_alloc();
   server_.stop();
   file_.reset();
   dispatcher_.stop();
@@ -91,7 +107,6 @@ asio::awaitable<void> Agent::shut_down() {
   dispatcher_.abandon();
   co_await wait_for_answers();
   server_.close();
-  loop_.stop();
 }
 
 asio::awaitable<void> Agent::wait_for_answers() {
@@ -101,7 +116,7 @@ asio::awaitable<void> Agent::wait_for_answers() {
     if (std::chrono::steady_clock::now() >= until) co_return;
     asio::error_code ignored;
     pause.expires_after(kBetweenLooks);
-    co_await pause.async_wait(asio::redirect_error(asio::use_awaitable, ignored));
+    co_await pause.async_wait(into(ignored));
   }
 }
 

@@ -9,8 +9,10 @@
 #include <string>
 #include <utility>
 
+#include "core/await.h"
 #include "core/dispatcher.h"
 #include "core/hook.h"
+#include "core/log.h"
 #include "core/manager.h"
 #include "core/notify.h"
 #include "core/options.h"
@@ -46,10 +48,15 @@ class Agent {
  private:
   void listen(Descriptor listener);
   void await_signal();
+  void report(const std::string& text);
+  void end() noexcept;
+  asio::awaitable<void> run_down();
   asio::awaitable<void> shut_down();
   asio::awaitable<void> wait_for_answers();
 
   const Options& options_;
+  LogBudget budget_;
+  Reserve reserve_;
   asio::io_context loop_;
   Notifier notifier_;
   Dispatcher dispatcher_;

@@ -44,6 +44,8 @@ std::optional<Credentials> credentials_of(int connection) {
   ucred found = {};
   socklen_t size = sizeof found;
   if (getsockopt(connection, SOL_SOCKET, SO_PEERCRED, &found, &size) != 0) return {};
+  if (found.pid <= 0)
+    return {};  // a process of another namespace, which cannot be told from others
   return Credentials{found.uid, found.gid, found.pid, groups_of(connection)};
 }
 

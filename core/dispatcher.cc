@@ -3,16 +3,20 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <asio/co_spawn.hpp>
-#include <asio/detached.hpp>
 #include <new>
+#include <optional>
 #include <utility>
 
+#include "core/alarm.h"
+#include "core/await.h"
+#include "core/failure.h"
 #include "core/one_shot.h"
 #include "core/walk.h"
 
 namespace vesk::core {
 namespace {
+
+constexpr std::size_t kLongestPattern = 32;
 
 // What users other than root and the core's own may ask for.
 bool only_reads(const Path& path) {
@@ -29,56 +33,46 @@ class Dispatcher::Open : public std::enable_shared_from_this<Open> {
         line_(std::move(line)),
         module_(std::move(module)),
         reply_(std::move(reply)),
-        patience_(dispatcher.loop_) {}
+        patience_(dispatcher.loop_.get_executor(), [this] { finish({VK_ETIMEDOUT}); }) {}
 
   void begin() {
-    dispatcher_.open_.insert(shared_from_this());
+    dispatcher_.open_.emplace(line_->id(), shared_from_this());
     if (module_ != nullptr) item_ = module_->begin_call();
-    patience_.expires_after(dispatcher_.settings_.patience);
-    patience_.async_wait([weak = weak_from_this()](const asio::error_code& error) {
-      const OpenPtr self = weak.lock();
-      if (!error && self != nullptr) self->finish({VK_ETIMEDOUT});
-    });
+    if (!patience_.set(dispatcher_.settings_.patience)) throw std::bad_alloc();
   }
 
   /// The call could not be answered at once.
-  void wait() {
+  void wait() noexcept {
     if (!finished_ && module_ != nullptr) module_->call_waits();
   }
 
-  void finish(Answer answer) {
+  void finish(Answer answer) noexcept {
     if (finished_) return;
-    const OpenPtr self = leave();
+    const OpenPtr self = shared_from_this();
     dispatcher_.roster_.begin_delivery(*line_);
-    if (module_ != nullptr) module_->end_call(item_);
+    give_up();
     reply_(std::move(answer));
   }
 
   /// Whoever asked has gone.
-  void give_up() {
+  void give_up() noexcept {
     if (finished_) return;
-    const OpenPtr self = leave();
-    if (module_ != nullptr) module_->end_call(item_);
+    const OpenPtr self = shared_from_this();
+    finished_ = true;
+    dispatcher_.open_.erase(line_->id());
+    patience_.stop();
+    if (item_.has_value()) module_->end_call(*item_);
   }
 
   bool finished() const { return finished_; }
-  bool came_on(const Line& line) const { return line_.get() == &line; }
 
  private:
-  OpenPtr leave() {
-    finished_ = true;
-    OpenPtr self = shared_from_this();
-    dispatcher_.open_.erase(self);
-    patience_.cancel();
-    return self;
-  }
-
   Dispatcher& dispatcher_;
   const LinePtr line_;
   const ModulePtr module_;
   const std::function<void(Answer)> reply_;
-  asio::steady_timer patience_;
-  Module::CallItem item_;
+  Alarm patience_;
+  std::optional<Module::CallItem> item_;
   bool finished_ = false;
 };
 
@@ -135,20 +129,30 @@ std::vector<Registration> Dispatcher::registrations(const std::string& first) co
   return found;
 }
 
-void Dispatcher::asked(const LinePtr& line, Message message, std::function<void(Answer)> reply) {
-  roster_.meet(line);
-  const ModulePtr module = roster_.of(*line);
-  if (module != nullptr) module->heard();
+void Dispatcher::asked(const LinePtr& line, Message message,
+                       std::function<void(Answer)> reply) noexcept {
+  OpenPtr open;
+  try {
+    roster_.meet(line);
+    const ModulePtr module = roster_.of(*line);
+    if (module != nullptr) module->heard();
+    open = std::make_shared<Open>(*this, line, module, reply);
+    begin(open, call_on(*line, module), std::move(message));
+  } catch (...) {
+    const Answer failure = {status_of_failure()};
+    open == nullptr ? reply(failure) : open->finish(failure);
+  }
+}
+
+void Dispatcher::begin(const OpenPtr& open, const CallPtr& call, Message message) {
   Request request = {walk(message.path), message.action, std::move(message.value), {}};
   request.text = std::move(message.path);
-  const CallPtr call = call_on(*line, module);
-  const auto open = std::make_shared<Open>(*this, line, module, std::move(reply));
   open->begin();
   if (const uint32_t refusal = refusal_of(*call, request.path); refusal != VK_EOK) {
     open->finish({refusal});
     return;
   }
-  asio::co_spawn(loop_, conduct(open, call, std::move(request), conducted_), asio::detached);
+  spawn(loop_.get_executor(), conduct(open, call, std::move(request), conducted_));
   open->wait();
 }
 
@@ -158,13 +162,10 @@ uint32_t Dispatcher::refusal_of(const Call& call, const Path& path) const {
   return conducted_.use_count() > static_cast<long>(settings_.lines) ? VK_EBUSY : VK_EOK;
 }
 
-void Dispatcher::taken(Line& line) { roster_.end_delivery(line); }
+void Dispatcher::taken(Line& line) noexcept { roster_.end_delivery(line); }
 
-void Dispatcher::ended(Line& line) {
-  const std::set<OpenPtr> open = open_;
-  for (const OpenPtr& request : open) {
-    if (request->came_on(line)) request->give_up();
-  }
+void Dispatcher::ended(Line& line) noexcept {
+  if (const auto open = open_.find(line.id()); open != open_.end()) open->second->give_up();
   roster_.lose(line);
 }
 
@@ -190,33 +191,42 @@ CallPtr Dispatcher::link(CallPtr parent) const {
 // a share of the count.
 asio::awaitable<void> Dispatcher::conduct(OpenPtr open, CallPtr call, Request request,
                                           std::shared_ptr<const int>) {
-  auto work = route(open, call, std::move(request));
-  Answer answer = co_await guarded(std::move(work));
+  Answer answer;
+  try {
+    auto work = route(open, call, std::move(request));
+    answer = co_await std::move(work);
+  } catch (...) {
+    answer = {status_of_failure()};
+  }
   open->finish(std::move(answer));
 }
 
 asio::awaitable<Answer> Dispatcher::guarded(asio::awaitable<Answer> work) {
-  uint32_t failure = VK_EOK;
+  Answer answer;
   try {
-    Answer answer = co_await std::move(work);
-    co_return answer;
-  } catch (const std::bad_alloc&) {
-    failure = VK_ENOMEM;
+    answer = co_await std::move(work);
   } catch (...) {
-    failure = VK_EINTERNAL;
+    answer = {status_of_failure()};
   }
-  co_return Answer{failure};
+  co_return answer;
 }
 
 // No further handler is tried for a request that is over.
 asio::awaitable<Answer> Dispatcher::route(OpenPtr open, CallPtr call, Request request) {
-  const std::vector<uint64_t> ids = patterns_.match(request.path);
-  for (const uint64_t id : ids) {
+  const std::vector<Candidate> all = candidates(request.path);
+  for (const Candidate& candidate : all) {
     if (open != nullptr && open->finished()) break;
-    Answer answer = co_await try_one(call, id, request);
+    if (candidate.module != nullptr && candidate.module->has_ended()) co_return Answer{VK_EIO};
+    Answer answer = co_await try_one(call, candidate.id, request);
     if (answer.status != VK_ENOANSWER) co_return answer;
   }
   co_return Answer{VK_ENOANSWER};
+}
+
+std::vector<Dispatcher::Candidate> Dispatcher::candidates(const Path& path) const {
+  std::vector<Candidate> found;
+  for (const uint64_t id : patterns_.match(path)) found.push_back({id, handlers_.at(id).module});
+  return found;
 }
 
 // A handler that was removed meanwhile has no answer.
@@ -240,63 +250,65 @@ asio::awaitable<Answer> Dispatcher::hand(ModulePtr module, uint32_t number, Call
   task->message = {number, request.text, request.action, request.value};
   task->call = std::move(call);
   task->done = [result](Answer answer) { result->set(std::move(answer)); };
+  auto waiting = result->wait(settings_.patience);
   module->submit(task);
-  std::optional<Answer> answer = co_await result->wait(settings_.patience);
+  std::optional<Answer> answer = co_await std::move(waiting);
   if (!answer.has_value()) co_return Answer{VK_ETIMEDOUT};
   co_return std::move(*answer);
 }
 
 uint32_t Dispatcher::add_handler(const ModulePtr& module, Path pattern, uint32_t number) {
-  if (pattern.empty()) return VK_EINVAL;
-  uint32_t count = 0;
-  for (const auto& [id, handler] : handlers_) {
-    if (handler.module == nullptr && is_at_or_below(pattern, handler.pattern)) return VK_EEXIST;
-    if (handler.module != module) continue;
-    if (handler.number == number) return VK_EEXIST;
-    ++count;
-  }
-  if (count >= settings_.handlers) return VK_EBUSY;
+  if (pattern.empty() || pattern.size() > kLongestPattern) return VK_EINVAL;
+  if (is_own(pattern) || numbers_.contains({module.get(), number})) return VK_EEXIST;
+  if (numbers_.size() >= settings_.handlers) return VK_EBUSY;
   const uint64_t id = ++last_id_;
-  patterns_.add(pattern, id);
-  handlers_.emplace(id, Handler{std::move(pattern), nullptr, module, number});
+  const auto handler = handlers_.emplace(id, Handler{std::move(pattern), nullptr, module, number});
+  try {
+    numbers_.emplace(std::pair(module.get(), number), id);
+    patterns_.add(handler.first->second.pattern, id);
+  } catch (...) {
+    remove(id);
+    throw;
+  }
   return VK_EOK;
+}
+
+bool Dispatcher::is_own(const Path& pattern) const {
+  for (const auto& [id, handler] : handlers_) {
+    if (handler.module != nullptr) break;
+    if (is_at_or_below(pattern, handler.pattern)) return true;
+  }
+  return false;
 }
 
 uint32_t Dispatcher::remove_handler(const Module& module, const Path& pattern, uint32_t number) {
-  const auto found = std::find_if(handlers_.begin(), handlers_.end(), [&](const auto& entry) {
-    const Handler& handler = entry.second;
-    return handler.module.get() == &module && handler.number == number &&
-           handler.pattern == pattern;
-  });
-  if (found == handlers_.end()) return VK_ENOENT;
-  remove(found->first);
+  const auto known = numbers_.find({&module, number});
+  if (known == numbers_.end() || handlers_.at(known->second).pattern != pattern) return VK_ENOENT;
+  remove(known->second);
   return VK_EOK;
 }
 
-void Dispatcher::remove(uint64_t id) {
+void Dispatcher::remove(uint64_t id) noexcept {
   const auto handler = handlers_.find(id);
   patterns_.remove(handler->second.pattern, id);
+  numbers_.erase({handler->second.module.get(), handler->second.number});
   handlers_.erase(handler);
 }
 
 void Dispatcher::forget_module(const std::string& name) {
-  for (auto handler = handlers_.begin(); handler != handlers_.end();) {
-    const auto next = std::next(handler);
-    if (handler->second.module != nullptr && handler->second.module->name() == name) {
-      remove(handler->first);
-    }
-    handler = next;
+  for (auto known = numbers_.begin(); known != numbers_.end();) {
+    const auto& [number, id] = *known++;
+    if (number.first->name() == name) remove(id);
   }
 }
 
-void Dispatcher::stop() {
+void Dispatcher::stop() noexcept {
   stopping_ = true;
   roster_.end_all(VK_EIO);
 }
 
-void Dispatcher::abandon() {
-  const std::set<OpenPtr> open = open_;
-  for (const OpenPtr& request : open) request->finish({VK_EIO});
+void Dispatcher::abandon() noexcept {
+  while (!open_.empty()) open_.begin()->second->finish({VK_EIO});
 }
 
 }  // namespace vesk::core

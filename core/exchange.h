@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <optional>
 #include <string>
 
 #include "core/call.h"
@@ -34,16 +33,18 @@ class Line {
   virtual uint64_t id() const = 0;
   virtual const Peer& peer() const = 0;
 
-  /// The line belongs to a module from now on: its answers are given time without limit.
-  virtual void wait_for_taker() = 0;
+  /// The line belongs to a module from now on, which may take its time with its answers.
+  virtual void give_time() = 0;
 
   /// Turns the line round behind the answer that is due.
   virtual void turn() = 0;
 
-  /// Asks on a line that was turned and has nothing under way. Gives nothing if the line ends
-  /// first.
-  virtual void ask(Message message, std::function<void(std::optional<Answer>)> done) = 0;
+  /// Asks on a line that was turned and has nothing under way; nothing has happened if it throws.
+  /// `VK_EIO` if the line ends first, and `VK_EINVAL` if what comes breaks the format or a limit:
+  /// the line is then no longer open.
+  virtual void ask(Message message, std::function<void(Answer)> done) = 0;
 
+  virtual bool is_open() const = 0;
   /// Whether the other end has gone, though the line may not have heard of it yet.
   virtual bool hung_up() const = 0;
 
@@ -59,14 +60,16 @@ class Exchange {
   Exchange& operator=(const Exchange&) = delete;
   virtual ~Exchange() = default;
 
-  /// A request has come. The answer is written when `reply` is called, if the line is still there.
-  virtual void asked(const LinePtr& line, Message message, std::function<void(Answer)> reply) = 0;
+  /// A request has come. The answer is written when `reply` is called, which is once, if the line
+  /// is still there. What is told of lines has no errors: want of memory is an answer, too.
+  virtual void asked(const LinePtr& line, Message message,
+                     std::function<void(Answer)> reply) noexcept = 0;
 
   /// The answer to the line's request has been taken off the core's hands.
-  virtual void taken(Line& line) = 0;
+  virtual void taken(Line& line) noexcept = 0;
 
   /// The line is no more.
-  virtual void ended(Line& line) = 0;
+  virtual void ended(Line& line) noexcept = 0;
 
   /// The module that a line belongs to; empty for a plain client.
   virtual std::string module_of(const Line& line) const = 0;

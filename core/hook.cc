@@ -1,12 +1,12 @@
 #include "core/hook.h"
 
-#include <asio/co_spawn.hpp>
 #include <exception>
 #include <memory>
-#include <new>
 #include <optional>
 #include <utility>
 
+#include "core/await.h"
+#include "core/failure.h"
 #include "core/tree.h"
 #include "vesk/frame.h"
 
@@ -38,7 +38,7 @@ Request request_of(const vk_path_node* first, uint32_t action, const vk_value* v
   return request;
 }
 
-// Waits inside the loop. The answer's place outlives the wait: whoever asks it may come too late.
+// Waits inside the loop.
 Answer pump(const std::shared_ptr<std::optional<Answer>>& answer) {
   if (!answer->has_value() && installed.depth == Hook::kDeepest) return {VK_EBUSY};
   const Deeper deeper;
@@ -47,12 +47,19 @@ Answer pump(const std::shared_ptr<std::optional<Answer>>& answer) {
   return answer->has_value() ? std::move(**answer) : Answer{VK_EIO};
 }
 
+// The answer's place outlives whoever waits for it.
+asio::awaitable<void> fetch(Request request, std::shared_ptr<std::optional<Answer>> answer) {
+  try {
+    auto asking = installed.router->ask(nullptr, std::move(request));
+    *answer = co_await std::move(asking);
+  } catch (...) {
+    *answer = Answer{status_of_failure()};
+  }
+}
+
 Answer call(Request request) {
   const auto answer = std::make_shared<std::optional<Answer>>();
-  asio::co_spawn(*installed.loop, installed.router->ask(nullptr, std::move(request)),
-                 [answer](const std::exception_ptr& error, Answer given) noexcept {
-                   *answer = error == nullptr ? std::move(given) : Answer{VK_EINTERNAL};
-                 });
+  spawn(installed.loop->get_executor(), fetch(std::move(request), answer));
   return pump(answer);
 }
 
@@ -67,10 +74,8 @@ uint32_t call_path(const vk_path_node* path, uint32_t action, vk_value* value) n
   const Answer answer = call(request_of(path, action, value));
   if (value != nullptr && !answer.value.empty()) replace(*value, answer.value);
   return answer.status;
-} catch (const std::bad_alloc&) {
-  return VK_ENOMEM;
 } catch (...) {
-  return VK_EINTERNAL;
+  return status_of_failure();
 }
 
 vk_error refuse(const char*, vk_frame_handler, void*) { return VK_ENOSYS; }

@@ -5,18 +5,18 @@
 #include <algorithm>
 #include <array>
 #include <asio/buffer.hpp>
-#include <asio/co_spawn.hpp>
-#include <asio/detached.hpp>
 #include <asio/post.hpp>
-#include <asio/redirect_error.hpp>
-#include <asio/use_awaitable.hpp>
 #include <asio/write.hpp>
 #include <cerrno>
+#include <cstdarg>
+#include <cstdio>
 #include <cstring>
 #include <exception>
 #include <span>
 #include <utility>
 
+#include "core/await.h"
+#include "core/failure.h"
 #include "vesk/value/type.h"
 
 namespace vesk::core {
@@ -79,27 +79,25 @@ SocketLine::SocketLine(Socket socket, const Peer& peer, uint64_t id, LineContext
       id_(id),
       context_(context),
       wake_(socket_.get_executor(), asio::steady_timer::time_point::max()),
-      limit_(socket_.get_executor()),
+      limit_(socket_.get_executor(), [this] { refuse_overdue(); }),
       scanner_(rt::Message::kRequest, context.settings.message) {}
 
-void SocketLine::start() {
-  asio::co_spawn(socket_.get_executor(), run(shared_from_this()), asio::detached);
-}
+void SocketLine::start() { spawn(socket_.get_executor(), run(shared_from_this())); }
 
 asio::awaitable<void> SocketLine::run(std::shared_ptr<SocketLine> self) {
   try {
     while (!self->closed_ && !self->turned_) co_await self->answer_one();
     while (!self->closed_) co_await self->ask_one();
-  } catch (const std::exception&) {
-    self->refuse(VK_ENOMEM);
+  } catch (...) {
+    self->refuse(status_of_failure());
   }
   self->end();
 }
 
-void SocketLine::end() {
+void SocketLine::end() noexcept {
   close();
   const std::optional<Question> question = std::exchange(question_, std::nullopt);
-  if (question.has_value()) question->done(std::nullopt);
+  if (question.has_value()) question->done({end_});
   context_.exchange.ended(*this);
   context_.ended(*this);
 }
@@ -119,9 +117,9 @@ asio::awaitable<void> SocketLine::answer_one() {
   const bool there = co_await until(answered);
   if (!there) co_return;
   const Head head = head_of(*answer_);
-  if (!taker_has_time_) limit(context_.settings.taking, "to take an answer");
+  if (!has_time_) limit(context_.settings.taking, "to take an answer");
   const bool sent = co_await send(head, answer_->value);
-  unlimit();
+  limit_.stop();
   answer_.reset();
   if (sent) context_.exchange.taken(*this);
 }
@@ -143,9 +141,9 @@ asio::awaitable<void> SocketLine::ask_one() {
   question->done(std::move(answer));
 }
 
-void SocketLine::ask(Message message, std::function<void(std::optional<Answer>)> done) {
+void SocketLine::ask(Message message, std::function<void(Answer)> done) {
   if (closed_) {
-    asio::post(socket_.get_executor(), [done = std::move(done)] { done(std::nullopt); });
+    asio::post(socket_.get_executor(), [done = std::move(done)] { done({VK_EIO}); });
     return;
   }
   question_ = Question{std::move(message), std::move(done)};
@@ -163,15 +161,14 @@ asio::awaitable<bool> SocketLine::until(Event happened) {
     if (closed_) co_return false;
     watch();
     asio::error_code woken;
-    co_await wake_.async_wait(asio::redirect_error(asio::use_awaitable, woken));
+    co_await wake_.async_wait(into(woken));
   }
 }
 
 void SocketLine::mind_unasked() {
   const Waiting found = waiting();
-  if (found == Waiting::kNothing) return;
-  if (found == Waiting::kBytes) complain("it sent out of turn");
-  close();
+  if (found == Waiting::kEnd) return close();
+  if (found == Waiting::kBytes) refuse_unasked();
 }
 
 void SocketLine::watch() {
@@ -208,7 +205,7 @@ asio::awaitable<bool> SocketLine::receive(rt::Message kind) {
     if (!more) co_return false;
     state = scanner_.scan(std::span(in_).first(filled));
   }
-  unlimit();
+  limit_.stop();
   const bool good = accept(state, filled);
   co_return good;
 }
@@ -216,14 +213,14 @@ asio::awaitable<bool> SocketLine::receive(rt::Message kind) {
 bool SocketLine::accept(rt::Scanner::State state, std::size_t filled) {
   if (state == rt::Scanner::State::kRefused) {
     const rt::Scanner::Refusal& refusal = scanner_.refusal();
-    complain("limit " + std::string(refusal.limit) + " is " + std::to_string(refusal.allowed) +
-             ", its message has " + std::to_string(refusal.found));
+    complain("limit %s is %llu, its message has %llu", refusal.limit,
+             static_cast<unsigned long long>(refusal.allowed),
+             static_cast<unsigned long long>(refusal.found));
     refuse(VK_EINVAL);
     return false;
   }
   if (scanner_.size() < filled) {
-    complain("it sent out of turn");
-    close();
+    refuse_unasked();
     return false;
   }
   in_.resize(filled);
@@ -240,13 +237,12 @@ asio::awaitable<bool> SocketLine::receive_more(std::size_t& filled) {
     }
     asio::steady_timer pause(socket_.get_executor(), kUntilRoom);
     asio::error_code ignored;
-    co_await pause.async_wait(asio::redirect_error(asio::use_awaitable, ignored));
+    co_await pause.async_wait(into(ignored));
     if (closed_) co_return false;
   }
   asio::error_code error;
   const auto room = asio::buffer(in_.data() + filled, in_.size() - filled);
-  const std::size_t count =
-      co_await socket_.async_read_some(room, asio::redirect_error(asio::use_awaitable, error));
+  const std::size_t count = co_await socket_.async_read_some(room, into(error));
   filled += count;
   if (error) close();
   co_return !closed_;
@@ -292,30 +288,31 @@ asio::awaitable<bool> SocketLine::send(std::span<const std::byte> head,
                                                    asio::buffer(tree.data(), tree.size())};
   asio::error_code error;
   sending_ = true;
-  co_await asio::async_write(socket_, parts, asio::redirect_error(asio::use_awaitable, error));
+  co_await asio::async_write(socket_, parts, into(error));
   sending_ = false;
   if (error) close();
   co_return !closed_;
 }
 
 void SocketLine::limit(Milliseconds time, const char* what) {
-  limit_.expires_after(time);
-  limit_.async_wait(
-      [weak = weak_from_this(), start = ++limit_start_, time, what](const asio::error_code& error) {
-        const auto self = weak.lock();
-        if (error || self == nullptr || self->limit_start_ != start) return;
-        self->complain(std::to_string(time.count()) + " ms are not enough for it " + what);
-        self->refuse(VK_ETIMEDOUT);
-      });
+  limited_ = {time, what};
+  if (!limit_.set(time)) throw std::bad_alloc();
 }
 
-void SocketLine::unlimit() {
-  ++limit_start_;
-  limit_.cancel();
+void SocketLine::refuse_overdue() {
+  complain("%lld ms are not enough for it %s", static_cast<long long>(limited_.time.count()),
+           limited_.what);
+  refuse(VK_ETIMEDOUT);
+}
+
+void SocketLine::refuse_unasked() {
+  complain("it sent out of turn");
+  refuse(VK_EINVAL);
 }
 
 // Tells the peer why, if it can be told, and ends the line.
-void SocketLine::refuse(uint32_t status) {
+void SocketLine::refuse(uint32_t status) noexcept {
+  end_ = status;
   if (!closed_ && !sending_ && !turned_) {
     tell(handle_, status);
   }
@@ -326,18 +323,24 @@ bool SocketLine::hung_up() const { return waiting() == Waiting::kEnd; }
 
 void SocketLine::close() {
   if (std::exchange(closed_, true)) return;
-  unlimit();
+  limit_.stop();
   asio::error_code ignored;
   socket_.close(ignored);
   wake_.cancel();
 }
 
-void SocketLine::complain(const std::string& reason) const {
+void SocketLine::complain(const char* format, ...) const noexcept try {
   if (!context_.budget.spend(peer_)) return;
+  char reason[128];
+  va_list arguments;
+  va_start(arguments, format);
+  std::vsnprintf(reason, sizeof reason, format, arguments);
+  va_end(arguments);
   const std::string module = context_.exchange.module_of(*this);
   log(VK_LOG_WARNING, "Process %ld, user %lu, module %s is dropped: %s",
       static_cast<long>(peer_.pid), static_cast<unsigned long>(peer_.uid),
-      module.empty() ? "none" : module.c_str(), reason.c_str());
+      module.empty() ? "none" : module.c_str(), reason);
+} catch (const std::bad_alloc&) {
 }
 
 }  // namespace vesk::core

@@ -13,6 +13,7 @@
 #include <span>
 #include <string>
 
+#include "core/alarm.h"
 #include "core/exchange.h"
 #include "core/log.h"
 #include "core/settings.h"
@@ -43,19 +44,24 @@ class SocketLine final : public Line, public std::enable_shared_from_this<Socket
 
   uint64_t id() const override { return id_; }
   const Peer& peer() const override { return peer_; }
-  void wait_for_taker() override { taker_has_time_ = true; }
+  void give_time() override { has_time_ = true; }
   void turn() override { turned_ = true; }
   bool is_answering() const { return answer_.has_value(); }
-  void ask(Message message, std::function<void(std::optional<Answer>)> done) override;
+  void ask(Message message, std::function<void(Answer)> done) override;
+  bool is_open() const override { return !closed_; }
   bool hung_up() const override;
   void close() override;
 
  private:
   struct Question {
     Message message;
-    std::function<void(std::optional<Answer>)> done;
+    std::function<void(Answer)> done;
   };
   enum class Waiting { kNothing, kBytes, kEnd };
+  struct Limit {
+    Milliseconds time;
+    const char* what;
+  };
 
   static asio::awaitable<void> run(std::shared_ptr<SocketLine> self);
   asio::awaitable<void> answer_one();
@@ -67,7 +73,7 @@ class SocketLine final : public Line, public std::enable_shared_from_this<Socket
   /// Without bytes the tree is any.
   asio::awaitable<bool> send(std::span<const std::byte> head, std::span<const std::byte> tree);
 
-  void end();
+  void end() noexcept;
   bool accept(rt::Scanner::State state, std::size_t filled);
   bool make_room(std::size_t filled);
   void watch();
@@ -77,9 +83,10 @@ class SocketLine final : public Line, public std::enable_shared_from_this<Socket
   Message take_request();
   Answer take_answer();
   void limit(Milliseconds time, const char* what);
-  void unlimit();
-  void refuse(uint32_t status);
-  void complain(const std::string& reason) const;
+  void refuse_overdue();
+  void refuse_unasked();
+  void refuse(uint32_t status) noexcept;
+  void complain(const char* format, ...) const noexcept VK_PRINTF(2, 3);
 
   Socket socket_;
   const int handle_;
@@ -87,17 +94,18 @@ class SocketLine final : public Line, public std::enable_shared_from_this<Socket
   const uint64_t id_;
   LineContext& context_;
   asio::steady_timer wake_;
-  asio::steady_timer limit_;
-  uint64_t limit_start_ = 0;  // tells a timer that was stopped too late
+  Alarm limit_;
+  Limit limited_ = {};
   rt::Scanner scanner_;
   Bytes in_;  // the message that is coming
   std::optional<Question> question_;
   std::optional<Answer> answer_;
+  uint32_t end_ = VK_EIO;  // what a question that has no answer by then is answered
   bool watching_ = false;
   bool readable_ = false;
   bool turned_ = false;
   bool sending_ = false;
-  bool taker_has_time_ = false;
+  bool has_time_ = false;
   bool closed_ = false;
 };
 

@@ -1,7 +1,9 @@
 #include "core/log.h"
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
+#include <new>
 
 namespace vesk::core {
 namespace {
@@ -9,6 +11,7 @@ namespace {
 // A message with its prefix has 255 bytes in the library's log.
 constexpr std::size_t kRoom = 256;
 constexpr std::size_t kLongestEscaped = 64;
+constexpr std::chrono::seconds kSecond{1};
 
 bool foreground = false;
 
@@ -46,12 +49,21 @@ std::string escaped(std::string_view text) {
   return safe;
 }
 
-bool LogBudget::spend(const Peer& peer, Clock::time_point now) {
-  std::erase_if(windows_, [now](const auto& entry) {
-    return now - entry.second.begin >= std::chrono::seconds(1);
+bool LogBudget::spend(const Peer& peer, Clock::time_point now) noexcept try {
+  const auto is_past = [now](Clock::time_point time) { return now - time >= kSecond; };
+  std::erase_if(spent_, [&](const auto& entry) {
+    return std::all_of(entry.second.times.begin(), entry.second.times.end(), is_past);
   });
-  const auto [entry, fresh] = windows_.try_emplace({peer.pid, peer.uid}, Window{now, 0});
-  return entry->second.spent++ < kMessagesInASecond;
+  const auto [entry, fresh] = spent_.try_emplace({peer.pid, peer.uid});
+  Spent& spent = entry->second;
+  if (fresh) spent.times.fill(now - kSecond);
+  Clock::time_point& oldest = spent.times[spent.next];
+  if (!is_past(oldest)) return false;
+  oldest = now;
+  spent.next = (spent.next + 1) % spent.times.size();
+  return true;
+} catch (const std::bad_alloc&) {
+  return false;
 }
 
 }  // namespace vesk::core

@@ -5,7 +5,9 @@
 
 #include <sys/types.h>
 
+#include <array>
 #include <chrono>
+#include <cstddef>
 #include <map>
 #include <string>
 #include <string_view>
@@ -28,21 +30,21 @@ void log(int level, const char* format, ...) VK_PRINTF(2, 3);
 /// off beyond 64 bytes.
 std::string escaped(std::string_view text);
 
-/// Lets each process cause so many messages a second and no more.
+/// Lets each process cause so many messages in any second and no more.
 class LogBudget {
  public:
   using Clock = std::chrono::steady_clock;
   static constexpr unsigned kMessagesInASecond = 10;
 
   /// Whether one more may be written now.
-  bool spend(const Peer& peer, Clock::time_point now = Clock::now());
+  bool spend(const Peer& peer, Clock::time_point now = Clock::now()) noexcept;
 
  private:
-  struct Window {
-    Clock::time_point begin;
-    unsigned spent;
+  struct Spent {
+    std::array<Clock::time_point, kMessagesInASecond> times;  // of the last ones, in a ring
+    std::size_t next;                                         // the oldest one's place
   };
-  std::map<std::pair<pid_t, uid_t>, Window> windows_;
+  std::map<std::pair<pid_t, uid_t>, Spent> spent_;
 };
 
 }  // namespace vesk::core

@@ -2,11 +2,10 @@
 
 #include <algorithm>
 #include <array>
-#include <asio/co_spawn.hpp>
-#include <asio/detached.hpp>
 #include <exception>
 #include <utility>
 
+#include "core/await.h"
 #include "core/manager_faults.h"
 #include "core/manager_requests.h"
 
@@ -91,7 +90,7 @@ void Hooks::run(std::string_view event, const std::vector<std::string>& names,
 
 void Hooks::call(const Hook& hook, const std::vector<std::string>& names, const CallPtr& cause) {
   Request request{hook.path, 0, event_tree(hook.event, names)};
-  asio::co_spawn(loop_, run_hook(router_, cause, std::move(request)), asio::detached);
+  spawn(loop_.get_executor(), run_hook(router_, cause, std::move(request)));
 }
 
 asio::awaitable<Answer> add_hook(Desk& desk, CallPtr call, const Request& request) {

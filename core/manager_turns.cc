@@ -1,11 +1,10 @@
 #include "core/manager_turns.h"
 
-#include <asio/redirect_error.hpp>
 #include <asio/steady_timer.hpp>
-#include <asio/use_awaitable.hpp>
 #include <list>
 #include <utility>
 
+#include "core/await.h"
 #include "core/manager_faults.h"
 
 namespace vesk::core::dm {
@@ -67,8 +66,7 @@ asio::awaitable<Turns::Turn> Turns::take(CallPtr call) {
     } const place{*state, waiter};
     state->waiting.push_back(&waiter);
     asio::error_code ignored;
-    auto token = asio::redirect_error(asio::use_awaitable, ignored);
-    co_await waiter.timer.async_wait(token);
+    co_await waiter.timer.async_wait(into(ignored));
     if (!waiter.called) throw Refusal(VK_EBUSY);
   }
   state->taken = true;

@@ -1,7 +1,7 @@
 #include "core/module.h"
 
 #include <algorithm>
-#include <optional>
+#include <exception>
 #include <utility>
 
 namespace vesk::core {
@@ -12,9 +12,9 @@ Module::Module(asio::io_context& loop, std::string name, LinePtr main, const Set
       main_(std::move(main)),
       settings_(settings),
       hung_(std::move(hung)),
-      clock_(loop),
-      queue_timer_(loop) {
-  main_->wait_for_taker();
+      clock_(loop.get_executor(), [this] { hung_(*this); }),
+      overdue_(loop.get_executor(), [this] { refuse_overdue(); }) {
+  main_->give_time();
 }
 
 bool Module::is(const Peer& peer) const {
@@ -23,19 +23,20 @@ bool Module::is(const Peer& peer) const {
 }
 
 void Module::add_calling(const LinePtr& line) {
-  line->wait_for_taker();
   lines_.push_back(line);
+  line->give_time();
 }
 
 void Module::add_serving(const LinePtr& line) {
-  line->wait_for_taker();
-  line->turn();
+  idle_.reserve(lines_.size() + 1);
   lines_.push_back(line);
+  line->give_time();
+  line->turn();
   idle_.push_back(line);
   go_on();
 }
 
-void Module::lose(const Line& line) {
+void Module::lose(const Line& line) noexcept {
   const auto is_it = [&line](const LinePtr& other) { return other.get() == &line; };
   std::erase_if(lines_, is_it);
   std::erase_if(idle_, is_it);
@@ -45,7 +46,7 @@ void Module::submit(std::shared_ptr<Task> task) {
   if (ended_) {
     task->done({VK_EIO});
   } else if (accepts() && !idle_.empty() && queue_.empty()) {
-    hand(std::move(task));
+    hand(task);
   } else if ((accepts() && idle_.empty()) || queue_.size() >= settings_.queue) {
     task->done({VK_EBUSY});
   } else {
@@ -53,47 +54,43 @@ void Module::submit(std::shared_ptr<Task> task) {
   }
 }
 
-void Module::hand(std::shared_ptr<Task> task) {
-  const LinePtr line = idle_.front();
-  idle_.pop_front();
-  stack_.push_back({task, line});
-  const auto item = std::prev(stack_.end());
-  line->ask(std::move(task->message), [weak = weak_from_this(), item](auto answer) {
+void Module::hand(const std::shared_ptr<Task>& task) {
+  std::list<Item> handed(1, Item{task, idle_.front()});
+  const auto item = handed.begin();
+  item->line->ask(std::move(task->message), [weak = weak_from_this(), item](Answer answer) {
     const ModulePtr self = weak.lock();
     if (self != nullptr && !self->ended_) self->take_answer(item, std::move(answer));
   });
+  idle_.erase(idle_.begin());
+  stack_.splice(stack_.end(), handed);
+  clock_.stop();
   mind_clock();
 }
 
-void Module::take_answer(std::list<Item>::iterator item, std::optional<Answer> answer) {
+void Module::take_answer(std::list<Item>::iterator item, Answer answer) noexcept {
   const Item answered = std::move(*item);
   stack_.erase(item);
-  if (answer.has_value()) {
+  if (answered.line->is_open()) {
     idle_.push_back(answered.line);
     heard();
   }
-  answered.task->done(answer.has_value() ? std::move(*answer) : Answer{VK_EIO});
+  answered.task->done(std::move(answer));
   go_on();
 }
 
 void Module::enqueue(std::shared_ptr<Task> task) {
-  queue_.push_back({std::move(task), std::chrono::steady_clock::now() + settings_.waiting});
+  queue_.push_back({std::move(task), Alarm::Clock::now() + settings_.waiting});
   mind_queue();
 }
 
 // All wait equally long, so the first is due first.
-void Module::mind_queue() {
-  queue_timer_.cancel();
-  if (queue_.empty()) return;
-  queue_timer_.expires_at(queue_.front().until);
-  queue_timer_.async_wait([weak = weak_from_this()](const asio::error_code& error) {
-    const ModulePtr self = weak.lock();
-    if (!error && self != nullptr) self->refuse_overdue();
-  });
+void Module::mind_queue() noexcept {
+  overdue_.stop();
+  if (!queue_.empty()) overdue_.set(queue_.front().until);
 }
 
-void Module::refuse_overdue() {
-  const auto now = std::chrono::steady_clock::now();
+void Module::refuse_overdue() noexcept {
+  const auto now = Alarm::Clock::now();
   while (!queue_.empty() && queue_.front().until <= now) {
     const std::shared_ptr<Task> task = std::move(queue_.front().task);
     queue_.pop_front();
@@ -103,36 +100,40 @@ void Module::refuse_overdue() {
 }
 
 // Hands over what may be handed over now.
-void Module::go_on() {
-  if (!ended_ && accepts() && !queue_.empty() && !idle_.empty()) {
+void Module::go_on() noexcept {
+  while (!ended_ && accepts() && !queue_.empty() && !idle_.empty()) {
     const std::shared_ptr<Task> task = std::move(queue_.front().task);
     queue_.pop_front();
-    mind_queue();
-    hand(task);
+    try {
+      hand(task);
+    } catch (const std::exception&) {
+      task->done({VK_ENOMEM});
+    }
   }
+  mind_queue();
   mind_clock();
 }
 
-void Module::heard() {
-  if (clock_runs_) restart_clock();
+void Module::heard() noexcept {
+  if (clock_.is_set()) clock_.set(settings_.answer);
 }
 
 Module::CallItem Module::begin_call() { return stack_.insert(stack_.end(), Item{}); }
 
-void Module::call_waits() { go_on(); }
+void Module::call_waits() noexcept { go_on(); }
 
-void Module::end_call(CallItem call) {
+void Module::end_call(CallItem call) noexcept {
   if (ended_) return;
   stack_.erase(call);
   go_on();
 }
 
-void Module::begin_delivery() {
+void Module::begin_delivery() noexcept {
   ++deliveries_;
   mind_clock();
 }
 
-void Module::end_delivery() {
+void Module::end_delivery() noexcept {
   --deliveries_;
   mind_clock();
 }
@@ -143,35 +144,24 @@ CallPtr Module::serving() const {
   return request == stack_.rend() ? nullptr : request->task->call;
 }
 
-void Module::mind_clock() {
+// A clock that there is no memory for is set at the next occasion.
+void Module::mind_clock() noexcept {
   const bool runs = !ended_ && !waits() && (!stack_.empty() || deliveries_ != 0);
-  if (runs == clock_runs_) return;
-  clock_runs_ = runs;
-  if (runs) {
-    restart_clock();
-  } else {
-    clock_.cancel();
+  if (!runs) {
+    clock_.stop();
+  } else if (!clock_.is_set()) {
+    clock_.set(settings_.answer);
   }
 }
 
-void Module::restart_clock() {
-  clock_.expires_after(settings_.answer);
-  clock_.async_wait(
-      [weak = weak_from_this(), start = ++clock_start_](const asio::error_code& error) {
-        const ModulePtr self = weak.lock();
-        if (error || self == nullptr) return;
-        if (self->clock_runs_ && self->clock_start_ == start) self->hung_(*self);
-      });
-}
-
-void Module::end(uint32_t status) {
+void Module::end(uint32_t status) noexcept {
   if (ended_) return;
   ended_ = true;
-  mind_clock();
-  queue_timer_.cancel();
   const std::list<Item> stack = std::exchange(stack_, {});
-  const std::deque<Waiting> queue = std::exchange(queue_, {});
+  const std::list<Waiting> queue = std::exchange(queue_, {});
   idle_.clear();
+  mind_queue();
+  mind_clock();
   for (const Item& item : stack) {
     if (item.task != nullptr) item.task->done({status});
   }

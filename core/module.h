@@ -8,19 +8,22 @@
 // unrelated callers never lock each other.
 //
 // The answer time runs only while the top is a request, or the stack is empty and the module does
-// not take an answer that is meant for it. It starts anew with every message from the module.
+// not take an answer that is meant for it. It starts anew with every message from the module, and
+// with every request that is handed over.
+//
+// What throws for want of memory has changed nothing. What does not throw answers those whom it
+// cannot serve `VK_ENOMEM`.
 
 #include <asio/io_context.hpp>
-#include <asio/steady_timer.hpp>
 #include <chrono>
 #include <cstdint>
-#include <deque>
 #include <functional>
 #include <list>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "core/alarm.h"
 #include "core/call.h"
 #include "core/exchange.h"
 #include "core/settings.h"
@@ -31,7 +34,7 @@ namespace vesk::core {
 struct Task {
   Message message;
   CallPtr call;
-  std::function<void(Answer)> done;  ///< called once
+  std::function<void(Answer)> done;  ///< called once; it does not throw
 };
 
 class Module : public std::enable_shared_from_this<Module> {
@@ -57,43 +60,43 @@ class Module : public std::enable_shared_from_this<Module> {
   void add_calling(const LinePtr& line);
   void add_serving(const LinePtr& line);
   /// Forgets a line other than the main one, which has ended.
-  void lose(const Line& line);
+  void lose(const Line& line) noexcept;
 
   /// Hands a request over, has it wait, or refuses it.
   void submit(std::shared_ptr<Task> task);
 
   /// A message has come from the module.
-  void heard();
+  void heard() noexcept;
 
   /// The module has made a call. Requests that it may be asked meanwhile are handed over by
   /// `call_waits`, unless the call could be answered at once.
   CallItem begin_call();
-  void call_waits();
-  void end_call(CallItem call);
+  void call_waits() noexcept;
+  void end_call(CallItem call) noexcept;
 
   /// An answer to the module is under way, and has been taken.
-  void begin_delivery();
-  void end_delivery();
+  void begin_delivery() noexcept;
+  void end_delivery() noexcept;
 
   /// The nearest request that the module is serving; null if it serves none.
   CallPtr serving() const;
 
   /// Ends the module: answers whatever is open or waits, and refuses what comes later.
-  void end(uint32_t status);
+  void end(uint32_t status) noexcept;
+  bool has_ended() const { return ended_; }
   void close_lines();
 
  private:
   bool accepts() const { return stack_.empty() || waits(); }
   bool waits() const { return !stack_.empty() && stack_.back().task == nullptr; }
 
-  void hand(std::shared_ptr<Task> task);
+  void hand(const std::shared_ptr<Task>& task);
   void enqueue(std::shared_ptr<Task> task);
-  void take_answer(std::list<Item>::iterator item, std::optional<Answer> answer);
-  void go_on();
-  void mind_clock();
-  void restart_clock();
-  void mind_queue();
-  void refuse_overdue();
+  void take_answer(std::list<Item>::iterator item, Answer answer) noexcept;
+  void go_on() noexcept;
+  void mind_clock() noexcept;
+  void mind_queue() noexcept;
+  void refuse_overdue() noexcept;
 
   struct Waiting {
     std::shared_ptr<Task> task;
@@ -105,15 +108,13 @@ class Module : public std::enable_shared_from_this<Module> {
   const Settings& settings_;
   const std::function<void(Module&)> hung_;
   std::vector<LinePtr> lines_;  // all but the main one
-  std::deque<LinePtr> idle_;    // serving lines with nothing under way
+  std::vector<LinePtr> idle_;   // serving lines with nothing under way; has room for all
   std::list<Item> stack_;       // the top is at the back
-  std::deque<Waiting> queue_;
+  std::list<Waiting> queue_;
   unsigned deliveries_ = 0;
   bool ended_ = false;
-  bool clock_runs_ = false;
-  uint64_t clock_start_ = 0;  // tells a timer that was stopped too late
-  asio::steady_timer clock_;
-  asio::steady_timer queue_timer_;
+  Alarm clock_;
+  Alarm overdue_;  // of the queue's first
 };
 using ModulePtr = std::shared_ptr<Module>;
 

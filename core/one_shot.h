@@ -5,12 +5,12 @@
 
 #include <asio/awaitable.hpp>
 #include <asio/io_context.hpp>
-#include <asio/redirect_error.hpp>
 #include <asio/steady_timer.hpp>
-#include <asio/use_awaitable.hpp>
 #include <chrono>
 #include <optional>
 #include <utility>
+
+#include "core/await.h"
 
 namespace vesk::core {
 
@@ -32,7 +32,7 @@ class OneShot {
     if (!set_) {
       asio::error_code woken;
       wake_.expires_after(limit);
-      co_await wake_.async_wait(asio::redirect_error(asio::use_awaitable, woken));
+      co_await wake_.async_wait(into(woken));
     }
     set_ = true;
     co_return std::exchange(result_, std::nullopt);

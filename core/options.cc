@@ -183,7 +183,7 @@ constexpr auto kOptions = std::to_array<Option>({
      show_count<&Settings::processes>},
     {"max-lines", "NUMBER", "open at a time", take_count<&Settings::lines>,
      show_count<&Settings::lines>},
-    {"max-handlers", "NUMBER", "of one module", take_count<&Settings::handlers>,
+    {"max-handlers", "NUMBER", "of all modules together", take_count<&Settings::handlers>,
      show_count<&Settings::handlers>},
     {"max-chain", "NUMBER", "of calls that lead to one another", take_count<&Settings::chain>,
      show_count<&Settings::chain>},

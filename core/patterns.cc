@@ -14,9 +14,11 @@ constexpr const char* kAnyInstance = "$";
 void Patterns::add(const Path& pattern, uint64_t id) {
   Node* node = &root_;
   for (const std::string& component : pattern) {
-    std::unique_ptr<Node>& child = node->children[component];
-    if (child == nullptr) child = std::make_unique<Node>();
-    node = child.get();
+    auto child = node->children.find(component);
+    if (child == node->children.end()) {
+      child = node->children.emplace(component, std::make_unique<Node>()).first;
+    }
+    node = child->second.get();
   }
   node->ids.push_back(id);
 }

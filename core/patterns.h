@@ -18,6 +18,7 @@ namespace vesk::core {
 /// A tree of components; each node holds the numbers registered at its pattern.
 class Patterns {
  public:
+  /// If it throws for want of memory, `remove` takes back what it did.
   /// @param id greater than all before it
   void add(const Path& pattern, uint64_t id);
   void remove(const Path& pattern, uint64_t id);

@@ -1,6 +1,7 @@
 #include "core/roster.h"
 
 #include <algorithm>
+#include <exception>
 #include <utility>
 
 #include "core/log.h"
@@ -34,8 +35,8 @@ uint32_t Roster::attach(uint64_t line, const std::string& name) {
   const ModulePtr module = find(name);
   if (module == nullptr) return begin(known->second, name);
   if (!module->is(known->second.line->peer())) return VK_EEXIST;
-  known->second.module = module;
   module->add_calling(known->second.line);
+  known->second.module = module;
   return VK_EOK;
 }
 
@@ -45,9 +46,10 @@ uint32_t Roster::begin(Known& known, const std::string& name) {
         static_cast<long>(module.main().peer().pid));
     drop(module.shared_from_this(), VK_ETIMEDOUT);
   };
-  known.module = std::make_shared<Module>(loop_, name, known.line, settings_, hung);
-  modules_[name] = known.module;
-  watcher_(name, true);
+  const auto module = std::make_shared<Module>(loop_, name, known.line, settings_, hung);
+  modules_.emplace(name, module);
+  known.module = module;
+  tell(name, true);
   return VK_EOK;
 }
 
@@ -57,8 +59,8 @@ uint32_t Roster::serve(uint64_t line, const std::string& name) {
   if (known->second.module != nullptr) return VK_EINVAL;
   const ModulePtr module = find(name);
   if (module == nullptr || !module->is(known->second.line->peer())) return VK_EAUTH;
-  known->second.module = module;
   module->add_serving(known->second.line);
+  known->second.module = module;
   return VK_EOK;
 }
 
@@ -72,20 +74,20 @@ ModulePtr Roster::find(const std::string& name) const {
   return module == modules_.end() ? nullptr : module->second;
 }
 
-void Roster::begin_delivery(const Line& line) {
+void Roster::begin_delivery(const Line& line) noexcept {
   const auto known = lines_.find(line.id());
   if (known == lines_.end() || known->second.module == nullptr) return;
   known->second.delivering = true;
   known->second.module->begin_delivery();
 }
 
-void Roster::end_delivery(const Line& line) {
+void Roster::end_delivery(const Line& line) noexcept {
   const auto known = lines_.find(line.id());
   if (known == lines_.end() || !std::exchange(known->second.delivering, false)) return;
   known->second.module->end_delivery();
 }
 
-void Roster::lose(const Line& line) {
+void Roster::lose(const Line& line) noexcept {
   end_delivery(line);
   const auto known = lines_.find(line.id());
   if (known == lines_.end()) return;
@@ -99,16 +101,22 @@ void Roster::lose(const Line& line) {
   }
 }
 
-void Roster::drop(const ModulePtr& module, uint32_t status) {
+void Roster::drop(ModulePtr module, uint32_t status) noexcept {
   const auto entry = modules_.find(module->name());
   if (entry == modules_.end() || entry->second != module) return;
   modules_.erase(entry);
   module->end(status);
   module->close_lines();
-  watcher_(module->name(), false);
+  tell(module->name(), false);
 }
 
-void Roster::end_all(uint32_t status) {
+void Roster::tell(const std::string& module, bool attached) noexcept try {
+  watcher_(module, attached);
+} catch (const std::exception& error) {
+  log(VK_LOG_ERROR, "Not all are told of module %s: %s", module.c_str(), error.what());
+}
+
+void Roster::end_all(uint32_t status) noexcept {
   for (const auto& [name, module] : modules_) module->end(status);
 }
 

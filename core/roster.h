@@ -38,14 +38,14 @@ class Roster {
   ModulePtr find(const std::string& name) const;
 
   /// An answer to a line's module is under way, and has been taken.
-  void begin_delivery(const Line& line);
-  void end_delivery(const Line& line);
+  void begin_delivery(const Line& line) noexcept;
+  void end_delivery(const Line& line) noexcept;
 
   /// A line has ended; with a main line its module does.
-  void lose(const Line& line);
+  void lose(const Line& line) noexcept;
 
   /// Answers whatever modules have open, and refuses what comes later. Lines stay.
-  void end_all(uint32_t status);
+  void end_all(uint32_t status) noexcept;
 
  private:
   struct Known {
@@ -55,7 +55,8 @@ class Roster {
   };
 
   [[nodiscard]] uint32_t begin(Known& known, const std::string& name);
-  void drop(const ModulePtr& module, uint32_t status);
+  void drop(ModulePtr module, uint32_t status) noexcept;
+  void tell(const std::string& module, bool attached) noexcept;
 
   asio::io_context& loop_;
   const Settings& settings_;

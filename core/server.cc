@@ -1,33 +1,38 @@
 #include "core/server.h"
 
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <asio/co_spawn.hpp>
-#include <asio/detached.hpp>
-#include <asio/redirect_error.hpp>
-#include <asio/use_awaitable.hpp>
+#include <cerrno>
 #include <exception>
+#include <new>
 #include <utility>
+
+#include "core/await.h"
 
 namespace vesk::core {
 namespace {
 
-constexpr Milliseconds kUntilDescriptors{100};
+constexpr Milliseconds kUntilThereIsRoom{100};
 
 }  // namespace
 
-Server::Server(asio::io_context& loop, const Settings& settings, Access access, Exchange& exchange)
+Server::Server(asio::io_context& loop, const Settings& settings, Access access, Exchange& exchange,
+               LogBudget& budget)
     : loop_(loop),
       settings_(settings),
       access_(std::move(access)),
-      context_{settings, exchange, budget_, [this](const Line& line) { forget(line); }},
-      acceptor_(loop) {}
+      budget_(budget),
+      context_{settings, exchange, budget, [this](const Line& line) { forget(line); }},
+      acceptor_(loop),
+      pause_(loop) {}
 
 void Server::listen(Descriptor listener) {
-  acceptor_.assign(asio::local::stream_protocol(), listener.get());
+  acceptor_.assign(Protocol(), listener.get());
   static_cast<void>(listener.release());
-  asio::co_spawn(loop_, accept(), asio::detached);
+  acceptor_.native_non_blocking(true);
+  spawn(loop_.get_executor(), accept());
 }
 
 void Server::stop() {
@@ -46,36 +51,66 @@ bool Server::is_answering() const {
                      [](const auto& entry) { return entry.second->is_answering(); });
 }
 
+// Goes on as long as there is a socket, whatever happens on the way.
 asio::awaitable<void> Server::accept() {
   while (acceptor_.is_open()) {
-    Socket socket(loop_);
-    asio::error_code error;
-    co_await acceptor_.async_accept(socket, asio::redirect_error(asio::use_awaitable, error));
-    if (!error) {
-      take(socket);
-    } else if (acceptor_.is_open()) {  // out of descriptors, most likely
-      asio::steady_timer pause(loop_, kUntilDescriptors);
-      co_await pause.async_wait(asio::redirect_error(asio::use_awaitable, error));
+    bool took = false;
+    try {
+      took = co_await accept_one();
+    } catch (const std::bad_alloc&) {
     }
+    if (took || !acceptor_.is_open()) continue;
+    auto pause = wait_for_room();
+    co_await std::move(pause);
   }
 }
 
-void Server::take(Socket& socket) try {
-  const std::optional<Credentials> credentials = credentials_of(socket.native_handle());
-  if (!credentials.has_value()) return;
+// What even the reserve cannot help ends the process: a core that is deaf is worth less than one
+// that its supervisor starts again.
+asio::awaitable<void> Server::wait_for_room() noexcept {
+  const Reserving waiting(true);
+  pause_.expires_after(kUntilThereIsRoom);
+  return pause_.async_wait(into(paused_));
+}
+
+// False if there is no room for another. Asio's own way to accept would lose the one who waits for
+// it when memory runs short.
+asio::awaitable<bool> Server::accept_one() {
+  asio::error_code error;
+  co_await acceptor_.async_wait(Acceptor::wait_read, into(error));
+  if (error) co_return false;
+  Descriptor connection(accept4(acceptor_.native_handle(), nullptr, nullptr, SOCK_CLOEXEC));
+  if (connection) {
+    take(std::move(connection));
+    co_return true;
+  }
+  co_return errno == EAGAIN || errno == ECONNABORTED || errno == EINTR;
+}
+
+void Server::take(Descriptor connection) try {
+  const std::optional<Credentials> credentials = credentials_of(connection.get());
+  if (!credentials.has_value()) return refuse(connection.get(), {}, VK_EAUTH);
   const std::optional<Peer> peer = judge(*credentials, geteuid(), access_);
   const uint32_t refusal = peer.has_value() ? refusal_of(*peer) : VK_EAUTH;
-  if (refusal != VK_EOK) {
-    complain(*credentials, refusal);
-    return tell(socket.native_handle(), refusal);
-  }
-  const uint64_t id = ++last_id_;
-  const auto line = std::make_shared<SocketLine>(std::move(socket), *peer, id, context_);
-  ++processes_[peer->pid];
-  lines_.emplace(id, line);
-  line->start();
+  if (refusal != VK_EOK) return refuse(connection.get(), *credentials, refusal);
+  add(std::move(connection), *peer);
 } catch (const std::exception& error) {
   log(VK_LOG_ERROR, "A connection is lost: %s", error.what());
+}
+
+void Server::add(Descriptor connection, const Peer& peer) {
+  SocketLine::Socket socket(loop_);
+  socket.assign(Protocol(), connection.get());
+  static_cast<void>(connection.release());
+  const auto line = std::make_shared<SocketLine>(std::move(socket), peer, ++last_id_, context_);
+  lines_.emplace(line->id(), line);
+  try {
+    ++processes_[peer.pid];
+    line->start();
+  } catch (...) {
+    forget(*line);
+    throw;
+  }
 }
 
 uint32_t Server::refusal_of(const Peer& peer) const {
@@ -84,16 +119,17 @@ uint32_t Server::refusal_of(const Peer& peer) const {
   return lines_.size() < settings_.lines ? VK_EOK : VK_EBUSY;
 }
 
-void Server::complain(const Credentials& credentials, uint32_t refusal) {
+void Server::refuse(int connection, const Credentials& credentials, uint32_t status) {
+  tell(connection, status);
   if (!budget_.spend({credentials.uid, credentials.gid, credentials.pid, false})) return;
   log(VK_LOG_WARNING, "Process %ld, user %lu is refused: %s; %zu processes have %zu lines",
       static_cast<long>(credentials.pid), static_cast<unsigned long>(credentials.uid),
-      vk_strerror(refusal), processes_.size(), lines_.size());
+      vk_strerror(status), processes_.size(), lines_.size());
 }
 
-void Server::forget(const Line& line) {
+void Server::forget(const Line& line) noexcept {
   const auto process = processes_.find(line.peer().pid);
-  if (--process->second == 0) processes_.erase(process);
+  if (process != processes_.end() && --process->second == 0) processes_.erase(process);
   lines_.erase(line.id());
 }
 

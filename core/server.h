@@ -6,6 +6,7 @@
 #include <asio/awaitable.hpp>
 #include <asio/io_context.hpp>
 #include <asio/local/stream_protocol.hpp>
+#include <asio/steady_timer.hpp>
 #include <cstddef>
 #include <cstdint>
 #include <map>
@@ -22,7 +23,8 @@ namespace vesk::core {
 
 class Server {
  public:
-  Server(asio::io_context& loop, const Settings& settings, Access access, Exchange& exchange);
+  Server(asio::io_context& loop, const Settings& settings, Access access, Exchange& exchange,
+         LogBudget& budget);
 
   /// Accepts what comes to a listening socket. Throws `asio::system_error`.
   void listen(Descriptor listener);
@@ -36,20 +38,26 @@ class Server {
   bool is_answering() const;
 
  private:
-  using Socket = SocketLine::Socket;
+  using Protocol = asio::local::stream_protocol;
+  using Acceptor = Protocol::acceptor;
 
   asio::awaitable<void> accept();
-  void take(Socket& socket);
+  asio::awaitable<bool> accept_one();
+  asio::awaitable<void> wait_for_room() noexcept;
+  void take(Descriptor connection);
+  void add(Descriptor connection, const Peer& peer);
+  void refuse(int connection, const Credentials& credentials, uint32_t status);
   uint32_t refusal_of(const Peer& peer) const;
-  void complain(const Credentials& credentials, uint32_t refusal);
-  void forget(const Line& line);
+  void forget(const Line& line) noexcept;
 
   asio::io_context& loop_;
   const Settings& settings_;
   const Access access_;
-  LogBudget budget_;
+  LogBudget& budget_;
   LineContext context_;
-  asio::local::stream_protocol::acceptor acceptor_;
+  Acceptor acceptor_;
+  asio::steady_timer pause_;
+  asio::error_code paused_;
   std::map<uint64_t, std::shared_ptr<SocketLine>> lines_;
   std::map<pid_t, unsigned> processes_;  // and how many lines each has
   uint64_t last_id_ = 0;

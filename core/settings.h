@@ -17,7 +17,7 @@ struct Settings {
   std::size_t buffers = 16U << 20;  ///< bytes of all messages together
   uint32_t processes = 64;
   uint32_t lines = 512;      ///< of all processes together
-  uint32_t handlers = 4096;  ///< of one module
+  uint32_t handlers = 1024;  ///< of all modules together
   uint32_t chain = 32;       ///< calls that lead to one another
   uint32_t queue = 64;       ///< requests that wait for one module
 

@@ -1,10 +1,9 @@
 #include "core/store.h"
 
-#include <asio/redirect_error.hpp>
-#include <asio/use_awaitable.hpp>
 #include <new>
 #include <utility>
 
+#include "core/await.h"
 #include "core/log.h"
 #include "core/store_db.h"
 #include "core/store_worker.h"
@@ -25,8 +24,7 @@ StoreJobPtr make_job(asio::io_context& loop, StoreWork work, std::string key,
 
 asio::awaitable<void> handed_back(StoreJobPtr job) {
   asio::error_code cancelled;  // which is how each wait ends
-  auto token = asio::redirect_error(asio::use_awaitable, cancelled);
-  while (!job->done) co_await job->over.async_wait(token);
+  while (!job->done) co_await job->over.async_wait(into(cancelled));
 }
 
 }  // namespace

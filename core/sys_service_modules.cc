@@ -1,6 +1,5 @@
 #include <array>
 
-#include "core/log.h"
 #include "core/sys_service.h"
 #include "core/tree.h"
 #include "core/walk.h"
@@ -14,6 +13,8 @@ namespace vesk::core {
 namespace {
 
 using rt::Limits;
+
+constexpr std::size_t kLongestPattern = 512;  // bytes; a parameter's name has at most 256
 
 struct NamedLimit {
   const char* name;
@@ -43,16 +44,16 @@ Bytes greeting(const Limits& limits) {
   return encode(*value);
 }
 
-Answer attach(Dispatcher& dispatcher, const Limits& limits, const Call& call,
+Answer attach(Roster& roster, const Limits& limits, LogBudget& budget, const Call& call,
               const vk_value& value) {
   const char* const name = text_member(value, "Name");
   if (name == nullptr) return {VK_EINVAL};
   Bytes answer = greeting(limits);
-  const bool first = dispatcher.roster().find(name) == nullptr;
-  const uint32_t result = dispatcher.roster().attach(call.line, name);
+  const ModulePtr before = roster.find(name);
+  const uint32_t result = roster.attach(call.line, name);
   if (result != VK_EOK) return {result};
-  const char* const version = text_member(value, "Version");
-  if (first) {
+  if (roster.find(name) != before && budget.spend(call.peer)) {
+    const char* const version = text_member(value, "Version");
     log(VK_LOG_INFO, "Module %s, version %s, is process %ld", name,
         escaped(version == nullptr ? "" : version).c_str(), static_cast<long>(call.peer.pid));
   }
@@ -64,18 +65,16 @@ Answer serve(Dispatcher& dispatcher, const Call& call, const vk_value& value) {
   return {name == nullptr ? VK_EINVAL : dispatcher.roster().serve(call.line, name)};
 }
 
-// Where a pattern of so many bytes can still be taken apart without much stack.
-Path pattern_of(const vk_value& value, const Limits& limits) {
+Path pattern_of(const vk_value& value) {
   const char* const text = text_member(value, "Path");
   const std::string path = text == nullptr ? "" : text;
-  return path.size() > limits.path ? Path() : walk(path);
+  return path.size() > kLongestPattern ? Path() : walk(path);
 }
 
-Answer change_handlers(Dispatcher& dispatcher, const Limits& limits, const Call& call,
-                       const vk_value& value, bool add) {
+Answer change_handlers(Dispatcher& dispatcher, const Call& call, const vk_value& value, bool add) {
   const ModulePtr module = dispatcher.roster().find(call.module);
   const uint32_t* const number = number_member(value, "Handler");
-  Path pattern = pattern_of(value, limits);
+  Path pattern = pattern_of(value);
   if (module == nullptr) return {VK_EAUTH};
   if (number == nullptr || pattern.empty()) return {VK_EINVAL};
   return {add ? dispatcher.add_handler(module, std::move(pattern), *number)
@@ -99,18 +98,18 @@ void add(Dispatcher& dispatcher, const Path& path, Answerer answerer) {
 
 }  // namespace
 
-void serve_modules(Dispatcher& dispatcher, const Settings& settings) {
+void serve_modules(Dispatcher& dispatcher, const Settings& settings, LogBudget& budget) {
   const Limits& limits = settings.message;
   add(dispatcher, {"sys", "module", "attach"}, [&](const Call& call, const vk_value& value) {
-    return attach(dispatcher, limits, call, value);
+    return attach(dispatcher.roster(), limits, budget, call, value);
   });
   add(dispatcher, {"sys", "module", "serve"},
       [&](const Call& call, const vk_value& value) { return serve(dispatcher, call, value); });
   add(dispatcher, {"sys", "handler", "add"}, [&](const Call& call, const vk_value& value) {
-    return change_handlers(dispatcher, limits, call, value, true);
+    return change_handlers(dispatcher, call, value, true);
   });
   add(dispatcher, {"sys", "handler", "del"}, [&](const Call& call, const vk_value& value) {
-    return change_handlers(dispatcher, limits, call, value, false);
+    return change_handlers(dispatcher, call, value, false);
   });
 }
 

@@ -32,6 +32,7 @@ if(VESK_CORE)
   vesk_test(core
     unit/core/access_test.cc
     unit/core/agent_test.cc
+    unit/core/alarm_test.cc
     unit/core/attach_test.cc
     unit/core/bytes_test.cc
     unit/core/core_fixture.cc
@@ -55,6 +56,14 @@ if(VESK_CORE)
     unit/core/turns_test.cc)
   target_link_libraries(core_tests PRIVATE vesk_core)
   target_precompile_headers(core_tests PRIVATE ${asio})
+
+  # Its allocations refused one by one.
+  vesk_test(core_memory
+    support/counted_new.cc
+    unit/core/core_fixture.cc
+    unit/core/want_of_memory_test.cc)
+  target_link_libraries(core_memory_tests PRIVATE vesk_core)
+  target_precompile_headers(core_memory_tests PRIVATE ${asio})
 
   # The data-model manager, with a router that plays modules.
   vesk_test(manager
@@ -86,6 +95,8 @@ if(VESK_CORE)
     unit/core/store_file_test.cc
     unit/core/store_test.cc)
   target_link_libraries(store_tests PRIVATE vesk_core GTest::gmock_main)
+  target_precompile_headers(store_tests PRIVATE <gmock/gmock.h> <gtest/gtest.h> ${asio} <filesystem>
+                            <future>)
   add_test(NAME store COMMAND store_tests --gtest_brief=1)
   set_tests_properties(store PROPERTIES TIMEOUT 300)
 endif()

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/support/log_spy.h"
 #include "tests/unit/core/core_fixture.h"
 #include "vesk/value/member.h"
 
@@ -121,6 +122,17 @@ TEST(Attach, LetsAModuleComeBackBeforeItsEndIsHeardOf) {
   EXPECT_EQ(given->status, VK_EOK);
   EXPECT_TRUE(fresh->is_quiet());
   EXPECT_EQ(fresh->call("sys.handler.add", handler("a", 1)), int{VK_EOK});
+}
+
+TEST(Attach, IsLoggedOnceAModuleAndTenTimesASecond) {
+  const LogSpy log;
+  TestCore core;
+  TestModule module(core, "demo");
+  const auto calling = module.calling();
+  ASSERT_THAT(log.lines(), testing::SizeIs(1));
+  EXPECT_THAT(log.lines()[0].text, testing::HasSubstr("Module demo, version"));
+  for (int i = 0; i != 12; ++i) TestModule(core, "other" + std::to_string(i));
+  EXPECT_THAT(log.lines(), testing::SizeIs(core::LogBudget::kMessagesInASecond));
 }
 
 TEST(ModuleEnd, TakesItsHandlersAndLinesAlong) {

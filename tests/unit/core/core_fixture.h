@@ -18,6 +18,7 @@
 #include "core/settings.h"
 #include "core/socket_file.h"
 #include "core/sys_service.h"
+#include "tests/support/allocation_fault.h"
 #include "tests/support/values.h"
 
 namespace vesk::test {
@@ -67,6 +68,8 @@ class TestLine {
   /// What comes next; nothing if the line ends or the deadline passes first.
   std::optional<Given> answer();
   std::optional<Asked> request();
+  /// Whether a message or the end of the line is there to be read.
+  bool has_something() const;
   /// Whether nothing comes while the loop has anything to do.
   bool is_quiet();
   /// Whether the core ends the line, whatever it sends before.
@@ -104,8 +107,10 @@ class TestCore {
   core::Settings settings;
   asio::io_context loop;
   core::Dispatcher dispatcher;
+  core::LogBudget budget;
   core::Server server;
   core::SocketFile file;
+  AllocationFault* fault = nullptr;  ///< what strikes while the loop runs for `until`
 };
 
 /// A module in the words of the tests: a main line, and serving lines.

@@ -5,7 +5,6 @@
 #include <deque>
 #include <functional>
 #include <memory>
-#include <optional>
 #include <utility>
 
 #include "core/exchange.h"
@@ -19,18 +18,21 @@ class FakeLine final : public core::Line {
 
   uint64_t id() const override { return id_; }
   const core::Peer& peer() const override { return peer_; }
-  void wait_for_taker() override {}
+  void give_time() override {}
   void turn() override { turned = true; }
-  void ask(core::Message message, std::function<void(std::optional<core::Answer>)> done) override {
+  void ask(core::Message message, std::function<void(core::Answer)> done) override {
     asked.push_back(std::move(message));
     done_ = std::move(done);
   }
+  bool is_open() const override { return !closed; }
   bool hung_up() const override { return false; }
   void close() override { closed = true; }
 
-  /// Answers what it was asked; nothing stands for the line's end.
-  void answer(std::optional<core::Answer> answer) {
-    std::exchange(done_, nullptr)(std::move(answer));
+  void answer(core::Answer answer) { std::exchange(done_, nullptr)(std::move(answer)); }
+  /// Ends while it is asked.
+  void fail(uint32_t status) {
+    closed = true;
+    answer({status});
   }
   bool is_asked() const { return done_ != nullptr; }
 
@@ -41,7 +43,7 @@ class FakeLine final : public core::Line {
  private:
   const uint64_t id_;
   const core::Peer peer_;
-  std::function<void(std::optional<core::Answer>)> done_;
+  std::function<void(core::Answer)> done_;
 };
 
 }  // namespace vesk::test

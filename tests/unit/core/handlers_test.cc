@@ -25,8 +25,17 @@ TEST(HandlerAdd, RefusesArgumentsThatAreNone) {
   EXPECT_EQ(module.main().call("sys.handler.add", named("Path", "a")), int{VK_EINVAL});
   EXPECT_EQ(module.add("", 1), int{VK_EINVAL});
   EXPECT_EQ(module.add(".", 1), int{VK_EINVAL});
-  EXPECT_EQ(module.add(std::string(4353, 'a'), 1), int{VK_EINVAL});
-  EXPECT_EQ(module.add(std::string(4352, 'a'), 1), int{VK_EOK});
+}
+
+TEST(HandlerAdd, TakesPatternsOf512BytesAnd32Components) {
+  TestCore core;
+  TestModule module(core, "demo");
+  EXPECT_EQ(module.add(std::string(513, 'a'), 1), int{VK_EINVAL});
+  EXPECT_EQ(module.add(std::string(512, 'a'), 1), int{VK_EOK});
+  std::string path = "a";
+  for (int i = 1; i != 32; ++i) path += ".a";
+  EXPECT_EQ(module.add(path, 2), int{VK_EOK});
+  EXPECT_EQ(module.add(path + ".a", 3), int{VK_EINVAL});
 }
 
 TEST(HandlerAdd, RefusesPatternsAtOrBelowTheCoresOwn) {
@@ -47,16 +56,18 @@ TEST(HandlerAdd, RefusesANumberThatIsInUse) {
   EXPECT_EQ(other.add("a", 1), int{VK_EOK});
 }
 
-TEST(HandlerAdd, RefusesMoreThanAModuleMayHave) {
+TEST(HandlerAdd, RefusesMoreThanAllModulesMayHave) {
   core::Settings settings;
   settings.handlers = 2;
   TestCore core(settings);
   TestModule module(core, "demo");
   TestModule other(core, "other");
   EXPECT_EQ(module.add("a", 1), int{VK_EOK});
-  EXPECT_EQ(module.add("b", 2), int{VK_EOK});
-  EXPECT_EQ(module.add("c", 3), int{VK_EBUSY});
-  EXPECT_EQ(other.add("c", 3), int{VK_EOK});
+  EXPECT_EQ(other.add("b", 1), int{VK_EOK});
+  EXPECT_EQ(module.add("c", 2), int{VK_EBUSY});
+  EXPECT_EQ(other.add("c", 2), int{VK_EBUSY});
+  EXPECT_EQ(module.remove("a", 1), int{VK_EOK});
+  EXPECT_EQ(other.add("c", 2), int{VK_EOK});
 }
 
 TEST(HandlerDel, RemovesExactlyOneRegistration) {
@@ -101,6 +112,22 @@ TEST(HandlerDel, LeavesNoAnswerToWhoIsStillToBeAsked) {
   EXPECT_EQ(module.remove("a", 2), int{VK_EOK});
   serving->reply(VK_ENOANSWER);
   EXPECT_EQ(client.answer()->status, VK_ENOANSWER);
+}
+
+TEST(AHandler, WhoseModuleEndsBeforeItsTurnIsGone) {
+  TestCore core;
+  TestModule first(core, "first");
+  auto second = std::make_unique<TestModule>(core, "second");
+  const auto serving = first.serving();
+  ASSERT_EQ(first.add("a.b", 1), int{VK_EOK});
+  ASSERT_EQ(second->add("a", 1), int{VK_EOK});
+  TestLine client(core);
+  client.send("a.b");
+  ASSERT_TRUE(serving->request().has_value());
+  second.reset();
+  ASSERT_TRUE(core.until([&] { return core.dispatcher.roster().find("second") == nullptr; }));
+  serving->reply(VK_ENOANSWER);
+  EXPECT_EQ(client.answer()->status, VK_EIO);
 }
 
 TEST(Registrations, ComeInTheOrderOfTryingWithTheirModules) {

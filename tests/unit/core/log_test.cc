@@ -45,10 +45,13 @@ class ABudget : public testing::Test {
   const Peer peer_ = {1, 1, 1, true};
 };
 
-TEST_F(ABudget, GrantsTenMessagesASecond) {
-  EXPECT_EQ(spend(peer_, start_, 30), 10U);
+TEST_F(ABudget, GrantsTenMessagesInAnySecond) {
+  EXPECT_EQ(spend(peer_, start_, 4), 4U);
+  EXPECT_EQ(spend(peer_, start_ + 900ms, 30), 6U);
   EXPECT_EQ(spend(peer_, start_ + 999ms, 30), 0U);
-  EXPECT_EQ(spend(peer_, start_ + 1000ms, 30), 10U);
+  EXPECT_EQ(spend(peer_, start_ + 1000ms, 30), 4U);
+  EXPECT_EQ(spend(peer_, start_ + 1899ms, 30), 0U);
+  EXPECT_EQ(spend(peer_, start_ + 1900ms, 30), 6U);
 }
 
 TEST_F(ABudget, IsEachProcesssOwn) {

@@ -109,6 +109,17 @@ TEST_F(ModuleClock, LetsAnAnswerLieWhileTheModuleWaitsForAnother) {
   EXPECT_TRUE(stays_well());
 }
 
+TEST_F(ModuleClock, StartsAnewForARequestThatComesWhileAnAnswerIsTaken) {
+  settings.answer = 300ms;
+  begin();
+  module->begin_delivery();
+  run_for(settings.answer / 3 * 2);
+  submit(1);
+  run_for(settings.answer / 3 * 2);
+  EXPECT_FALSE(hung);
+  EXPECT_TRUE(is_hung_soon());
+}
+
 TEST_F(ModuleClock, StandsStillAfterTheEnd) {
   begin();
   submit(1);

@@ -146,7 +146,7 @@ TEST_F(ModuleTurns, ALineThatEndsAnswersItsRequestAndIsNotUsedAgain) {
   begin(1);
   const auto status = submit(1);
   const auto waiting = submit(2);
-  lines[0]->answer(std::nullopt);
+  lines[0]->fail(VK_EIO);
   module->lose(*lines[0]);
   EXPECT_EQ(*status, int{VK_EIO});
   EXPECT_EQ(*waiting, -1);

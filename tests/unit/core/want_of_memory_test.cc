@@ -1,0 +1,91 @@
+// Every allocation of the server and the dispatcher, refused one by one.
+
+#include <gtest/gtest.h>
+
+#include "core/await.h"
+#include "tests/support/allocation_fault.h"
+#include "tests/support/log_spy.h"
+#include "tests/unit/core/core_fixture.h"
+
+namespace vesk::test {
+namespace {
+
+class WantOfMemory : public testing::Test {
+ protected:
+  // Whether a peer that waits is answered, asked or dropped, and not forgotten.
+  bool hears(TestLine& line) {
+    return core_->until([&] { return line.has_something(); });
+  }
+
+  bool is_served(TestLine& line, const std::string& path, const Value& value = nullptr) {
+    line.send(path, value);
+    if (!hears(line)) return false;
+    line.answer();
+    return true;
+  }
+
+  // Answers what a serving line is asked, until a caller hears something.
+  bool is_served_by(TestLine& serving, TestLine& caller) {
+    const auto anything = [&] { return caller.has_something() || serving.has_something(); };
+    while (core_->until(anything) && !caller.has_something() && serving.request().has_value()) {
+      serving.reply(VK_EOK);
+    }
+    return hears(caller);
+  }
+
+  // A module, two callers of whom one has to wait in its queue, a call that the module makes
+  // meanwhile, and a caller that leaves.
+  void converse() {
+    TestLine main(*core_);
+    TestLine serving(*core_);
+    EXPECT_TRUE(is_served(main, "sys.module.attach", named("Name", "demo")));
+    EXPECT_TRUE(is_served(serving, "sys.module.serve", named("Name", "demo")));
+    EXPECT_TRUE(is_served(main, "sys.handler.add", handler("a", 1)));
+    TestLine first(*core_);
+    TestLine second(*core_);
+    first.send("a", named("x", "some text"));
+    second.send("a");
+    EXPECT_TRUE(is_served(main, "nobody"));
+    EXPECT_TRUE(is_served_by(serving, first));
+    EXPECT_TRUE(is_served_by(serving, second));
+    first.send("a");
+    first.hang_up();
+    EXPECT_TRUE(is_served(main, "sys.handler.del", handler("a", 1)));
+  }
+
+  bool is_empty() const {
+    return core_->server.lines() == 0 && core_->dispatcher.idle() &&
+           core_->dispatcher.roster().find("demo") == nullptr;
+  }
+
+  core::Reserve reserve_;
+  std::unique_ptr<TestCore> core_;
+};
+
+TEST_F(WantOfMemory, CostsAtMostARequestOrALine) {
+  const LogSpy log;
+  core::Settings settings;
+  settings.waiting = 50ms;  // for who waits for a module that has lost its serving line
+  bool struck = true;
+  std::size_t strikes = 0;
+  for (std::size_t strike_at = 1; struck && !HasFailure(); ++strike_at) {
+    SCOPED_TRACE("allocation " + std::to_string(strike_at));
+    AllocationFault fault(strike_at, AllocationFault::Extent::kOne);
+    reserve_.refill();
+    core_ = std::make_unique<TestCore>(settings);
+    const std::size_t used = core::buffers.used();
+    core_->fault = &fault;
+    converse();
+    EXPECT_TRUE(core_->until([this] { return is_empty(); }));
+    core_->fault = nullptr;
+    EXPECT_EQ(core::buffers.used(), used);
+    converse();
+    EXPECT_TRUE(core_->until([this] { return is_empty(); }));
+    struck = fault.struck();
+    strikes += struck ? 1U : 0U;
+  }
+  EXPECT_GT(strikes, 100U);
+}
+
+}  // namespace
+}  // namespace vesk::test
