@@ -10,9 +10,16 @@ void must(int code) {
   if (code != SQLITE_OK) throw SqlError(code);
 }
 
+// SQLite would take room for 20 pages at once; a small store needs but a few.
+void take_pages_singly() {
+  [[maybe_unused]] static const int refused_once_in_use =
+      sqlite3_config(SQLITE_CONFIG_PAGECACHE, nullptr, 0, 0);
+}
+
 }  // namespace
 
 Sql::Sql(const std::string& path) {
+  take_pages_singly();
   sqlite3* db = nullptr;
   const int code =
       sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
