@@ -1,3 +1,4 @@
+#include <malloc.h>
 #include <sys/resource.h>
 #include <sysexits.h>
 
@@ -23,6 +24,20 @@ void raise_descriptor_limit() {
   setrlimit(RLIMIT_NOFILE, &limit);
 }
 
+// Two threads seldom allocate at once, so that a second arena would only take memory.
+void use_one_arena() {
+#ifdef M_ARENA_MAX
+  mallopt(M_ARENA_MAX, 1);
+#endif
+}
+
+// Gives back what the start took for a while.
+void trim_memory() {
+#ifdef __GLIBC__
+  malloc_trim(0);
+#endif
+}
+
 int fail(int status, const char* what) {
   log(VK_LOG_ERROR, "%s", what);
   if (!is_logging_to_standard_error()) std::fprintf(stderr, "veskd: %s\n", what);
@@ -32,11 +47,13 @@ int fail(int status, const char* what) {
 int run_agent(const Options& options) {
   std::signal(SIGPIPE, SIG_IGN);
   raise_descriptor_limit();
+  use_one_arena();
   Descriptor listener = handed_over();
   if (!listener && is_answered(options.socket)) {
     return fail(EX_UNAVAILABLE, "Another core answers at the socket");
   }
   Agent agent(options, std::move(listener));
+  trim_memory();
   agent.run();
   return EX_OK;
 }
