@@ -5,9 +5,9 @@
 //
 // Everything else happens on the loop's thread. What is asked for is done in the order in which it
 // was asked for, and done even if nobody waits for the answer any more; the loop does not run out
-// of work while something is. Besides the codes named below, an answer is `VK_EIO` if the storage
-// failed, which is reported, `VK_ENOMEM` without memory, and `VK_EINVAL` for an empty key. A change
-// that was answered with a failure may or may not be there.
+// of work while something is. Besides the codes named below, the answer to a change is `VK_EIO` if
+// the storage failed, which is reported, and every answer may be `VK_ENOMEM` without memory or
+// `VK_EINVAL` for an empty key. A change that was answered with a failure may or may not be there.
 
 #include <asio/awaitable.hpp>
 #include <asio/io_context.hpp>
@@ -43,7 +43,8 @@ class Store {
   asio::awaitable<uint32_t> save(std::string key, std::shared_ptr<const Bytes> tree);
 
   /// The tree, `VK_ENOENT` without one. Waits for a save of the key that is in flight. A damaged
-  /// record is reported and not served (`VK_EIO`).
+  /// record is not served (`VK_EIO`). What could not be read now, because the storage failed, may
+  /// be there all the same (`VK_EBUSY`). Both are reported.
   asio::awaitable<Answer> load(std::string key);
 
   /// `VK_ENOENT` without a tree.

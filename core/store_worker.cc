@@ -34,14 +34,18 @@ void erase(StoreDb& db, StoreJob& job) {
   job.answer.status = VK_EOK;
 }
 
-// By `StoreWork`; closing is none on the database.
+// By `StoreWork`; closing is none on the database. A load that failed must not be taken for one
+// that found damage, since whoever begins anew then overwrites what is there.
 struct Work {
   const char* name;
   void (*perform)(StoreDb& db, StoreJob& job);
   bool changes;
+  uint32_t failed;  // the answer if the storage fails
 };
-constexpr Work kWork[] = {
-    {"save", save, true}, {"load", load, false}, {"remove", remove, true}, {"erase", erase, true}};
+constexpr Work kWork[] = {{"save", save, true, VK_EIO},
+                          {"load", load, false, VK_EBUSY},
+                          {"remove", remove, true, VK_EIO},
+                          {"erase", erase, true, VK_EIO}};
 
 const Work& work_of(const StoreJob& job) { return kWork[static_cast<std::size_t>(job.work)]; }
 
@@ -132,12 +136,12 @@ bool StoreWorker::take(Batch& batch) {
 
 void StoreWorker::run(std::span<StoreJobPtr> jobs) {
   const Failure failure = attempt(jobs);
-  if (failure.status != VK_EOK && jobs.size() > 1) {
+  if (failure.trouble != nullptr && jobs.size() > 1) {
     for (StoreJobPtr& job : jobs) run({&job, 1});
     return;
   }
-  if (failure.status != VK_EOK) {
-    jobs[0]->answer = {failure.status};
+  if (failure.trouble != nullptr) {
+    jobs[0]->answer = {failure.of_memory ? VK_ENOMEM : work_of(*jobs[0]).failed};
     jobs[0]->trouble = failure.trouble;
   }
   for (StoreJobPtr& job : jobs) hand_back(std::move(job));
@@ -146,13 +150,13 @@ void StoreWorker::run(std::span<StoreJobPtr> jobs) {
 StoreWorker::Failure StoreWorker::attempt(std::span<StoreJobPtr> jobs) {
   try {
     commit(jobs);
-    return {VK_EOK, nullptr};
+    return {false, nullptr};
   } catch (const SqlError& error) {
     db_->roll_back();
-    return {error.code() == SQLITE_NOMEM ? VK_ENOMEM : VK_EIO, error.what()};
+    return {error.code() == SQLITE_NOMEM, error.what()};
   } catch (const std::bad_alloc&) {
     db_->roll_back();
-    return {VK_ENOMEM, "out of memory"};
+    return {true, "out of memory"};
   }
 }
 

@@ -60,8 +60,8 @@ class StoreWorker {
 
  private:
   struct Failure {
-    uint32_t status;
-    const char* trouble;
+    bool of_memory;
+    const char* trouble;  // null if there was none
   };
   using Batch = std::vector<StoreJobPtr>;
 

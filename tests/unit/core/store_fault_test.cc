@@ -65,10 +65,20 @@ TEST_F(StoreFault, OfAReadIsTheAnswerToALoad) {
   { StoreLoop(path).save("k", kLarge); }
   StoreLoop at(path);
   disk.fail(Operation::kRead, 1, SQLITE_IOERR_READ, kForGood);
-  EXPECT_EQ(at.found("k"), "[EIO]");
+  EXPECT_EQ(at.found("k"), "[EBUSY]");
   EXPECT_THAT(at.reports, ElementsAre(HasSubstr("cannot load k: disk I/O error")));
   disk.heal();
   EXPECT_EQ(at.found("k"), kLarge);
+}
+
+TEST_F(StoreFault, OfALoadIsNeverToldAsDamage) {
+  { StoreLoop(path).save("k", kLarge); }
+  for (const int code : {SQLITE_IOERR_READ, SQLITE_CORRUPT, SQLITE_BUSY, SQLITE_LOCKED}) {
+    StoreLoop at(path);
+    disk.fail(Operation::kRead, 1, code, kForGood);
+    EXPECT_EQ(at.found("k"), "[EBUSY]") << code;
+    disk.heal();
+  }
 }
 
 TEST_F(StoreFault, OfALoadLeavesAloneTheChangesThatWaitWithIt) {
