@@ -60,6 +60,28 @@ std::string free_name(const std::string& wanted) {
   return name;
 }
 
+Descriptor lock_file(const std::string& path) {
+  Descriptor file = open_private(path);
+  if (file && flock(file.get(), LOCK_EX | LOCK_NB) == 0) return file;
+  fail(errno == EWOULDBLOCK ? EBUSY : errno, path);
+}
+
+// Whether a file is the one that is at a path now.
+bool is_at(const Descriptor& file, const std::string& path) {
+  struct stat held {};
+  struct stat there {};
+  if (fstat(file.get(), &held) != 0 || stat(path.c_str(), &there) != 0) return false;
+  return held.st_dev == there.st_dev && held.st_ino == there.st_ino;
+}
+
+// Whoever had the lock may have removed its file between the opening and the locking.
+Descriptor take_lock(const std::string& path) {
+  for (;;) {
+    Descriptor file = lock_file(path);
+    if (is_at(file, path)) return file;
+  }
+}
+
 }  // namespace
 
 void make_folder(const std::string& path) {
@@ -81,9 +103,10 @@ bool make_private_file(const std::string& path) {
   return true;
 }
 
-StoreLock::StoreLock(const std::string& path) : file_(open_private(path + ".lock")) {
-  if (file_ && flock(file_.get(), LOCK_EX | LOCK_NB) == 0) return;
-  fail(errno == EWOULDBLOCK ? EBUSY : errno, path + ".lock");
+StoreLock::StoreLock(const std::string& path) : path_(path + ".lock"), file_(take_lock(path_)) {}
+
+StoreLock::~StoreLock() {
+  if (is_at(file_, path_)) unlink(path_.c_str());
 }
 
 std::string set_aside(const std::string& path) {

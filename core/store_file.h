@@ -17,14 +17,20 @@ void make_folder(const std::string& path);
 bool make_private_file(const std::string& path);
 
 /// The lock of the store at a path, held while this lives. It is a file of its own beside the
-/// store, which stays: it holds whatever becomes of the database.
+/// store, so that it holds whatever becomes of the database. It is removed while it is still held,
+/// and a lock on a file that is no longer at the path counts for nothing. After a crash it is left
+/// behind, which does no harm.
 class StoreLock {
  public:
   /// Throws `std::errc::device_or_resource_busy` if somebody has the lock.
   explicit StoreLock(const std::string& path);
+  ~StoreLock();
+  StoreLock(const StoreLock&) = delete;
+  StoreLock& operator=(const StoreLock&) = delete;
 
  private:
-  Descriptor file_;
+  const std::string path_;
+  const Descriptor file_;
 };
 
 /// Renames the store at a path, together with what SQLite keeps beside it, so that it can still be

@@ -97,6 +97,7 @@ if(VESK_CORE)
   target_link_libraries(store_tests PRIVATE vesk_core GTest::gmock_main)
   target_precompile_headers(store_tests PRIVATE <gmock/gmock.h> <gtest/gtest.h> ${asio} <filesystem>
                             <future>)
+  target_link_options(store_tests PRIVATE -Wl,--wrap=flock)
   add_test(NAME store COMMAND store_tests --gtest_brief=1)
   set_tests_properties(store PROPERTIES TIMEOUT 300)
 endif()

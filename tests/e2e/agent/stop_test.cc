@@ -34,7 +34,7 @@ void expect_prompt_end(int signal) {
   agent.core().signal(signal);
   EXPECT_EQ(agent.core().wait(), 0);
   EXPECT_LT(steady_clock::now() - asked, std::chrono::seconds(2));
-  EXPECT_EQ(agent.folder().names(), (Words{"store.db", "store.db.lock"}));
+  EXPECT_EQ(agent.folder().names(), (Words{"store.db"}));
   for (const Line& caller : callers) EXPECT_EQ(caller.answer(), (Answer{VK_EIO}));
   std::vector<std::optional<Answer>> saved;
   for (const Line& saver : savers) saved.push_back(saver.answer());

@@ -4,16 +4,26 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <fstream>
+#include <functional>
+#include <memory>
 #include <string>
 #include <system_error>
+#include <utility>
 
 #include "core/store_file.h"
 #include "tests/unit/core/store_fixture.h"
 
+extern "C" int __real_flock(int file, int operation);
+extern "C" int __wrap_flock(int file, int operation);
+
 namespace vesk::test {
 namespace {
 
+std::function<void()> before_locking;  // called once, between the opening and the locking of a file
+
 using testing::ElementsAre;
+using testing::IsEmpty;
 
 mode_t mode_of(const std::string& path) {
   struct stat status {};
@@ -88,13 +98,12 @@ TEST_F(StoreFile, MayBeNamedFromTheCurrentFolder) {
   std::filesystem::current_path(folder.path());
   { const StoreLoop at("store"); }
   std::filesystem::current_path(before);
-  EXPECT_THAT(folder.names(), ElementsAre("store", "store.lock"));
+  EXPECT_THAT(folder.names(), ElementsAre("store"));
 }
 
 TEST_F(StoreFile, MayHaveANameThatMeansSomethingToSqlite) {
   { const StoreLoop at(folder / "file:store?mode=memory"); }
-  EXPECT_THAT(folder.names("file"),
-              ElementsAre("file:store?mode=memory", "file:store?mode=memory.lock"));
+  EXPECT_THAT(folder.names("file"), ElementsAre("file:store?mode=memory"));
 }
 
 TEST_F(StoreFile, LiesWithAllThatBelongsToItWhereALinkPoints) {
@@ -127,6 +136,49 @@ TEST_F(StoreFile, IsGivenBackWhenItsStoreIsClosed) {
   EXPECT_EQ(next.found("k"), "tree");
 }
 
+TEST_F(StoreFile, TakesOverTheLockFileThatACrashLeftBehind) {
+  std::ofstream(path + ".lock");
+  { const StoreLoop at(path); }
+  EXPECT_THAT(folder.names(), ElementsAre("store"));
+}
+
+class StoreLock : public StoreFile {
+ protected:
+  ~StoreLock() override { before_locking = nullptr; }
+
+  std::unique_ptr<core::StoreLock> take() { return std::make_unique<core::StoreLock>(path); }
+
+  std::unique_ptr<core::StoreLock> first = take();
+};
+
+TEST_F(StoreLock, IsNotTakenOnAFileThatItsHolderRemoved) {
+  before_locking = [&] { first.reset(); };
+  const auto second = take();
+  EXPECT_THAT(folder.names(), ElementsAre("store.lock"));
+  EXPECT_EQ(refusal(path), std::errc::device_or_resource_busy);
+}
+
+TEST_F(StoreLock, IsNotTakenBesideOneWhoCameFirstToANewFile) {
+  std::unique_ptr<core::StoreLock> second;
+  before_locking = [&] {
+    first.reset();
+    second = take();
+  };
+  EXPECT_EQ(refusal(path), std::errc::device_or_resource_busy);
+}
+
+TEST_F(StoreLock, IsRemovedWhileItIsHeld) {
+  first.reset();
+  EXPECT_THAT(folder.names(), IsEmpty());
+}
+
+TEST_F(StoreLock, OfAnotherInItsPlaceStays) {
+  std::filesystem::remove(path + ".lock");
+  const auto second = take();
+  first.reset();
+  EXPECT_THAT(folder.names(), ElementsAre("store.lock"));
+}
+
 TEST_F(StoreFile, IsHeldThoughTheDatabaseIsTakenAway) {
   const StoreLoop at(path);
   std::filesystem::remove(path);
@@ -156,3 +208,8 @@ TEST_F(StoreFile, IsNotInheritedByOtherPrograms) {
 
 }  // namespace
 }  // namespace vesk::test
+
+int __wrap_flock(int file, int operation) {
+  if (vesk::test::before_locking) std::exchange(vesk::test::before_locking, nullptr)();
+  return __real_flock(file, operation);
+}

@@ -137,10 +137,10 @@ TEST_F(Store, ClosesTwice) {
   EXPECT_TRUE(is_there(first) && is_there(second));
 }
 
-TEST_F(Store, LeavesNoLogBehindWhenItIsClosed) {
+TEST_F(Store, LeavesNothingButItselfBehindWhenItIsClosed) {
   at().save("a", "tree");
   at().close();
-  EXPECT_THAT(folder.names(), ElementsAre("store", "store.lock"));
+  EXPECT_THAT(folder.names(), ElementsAre("store"));
 }
 
 TEST_F(Store, FinishesWhatIsInFlightAtItsEnd) {
