@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <new>
 #include <optional>
 #include <string>
 #include <utility>
@@ -113,21 +114,31 @@ void list_attributes(vk_value& list, const Kept& kept, const std::string& name) 
   for (const std::string& entity : kept.access(name)) add_text_to(access, entity);
 }
 
-// Puts what is kept back as it was, unless it is to stay.
-class Undo {
+// Grants wishes, and takes that back at its end unless it is to last.
+class Grant {
  public:
-  explicit Undo(Kept& kept) : kept_(kept), before_(kept.state()) {}
-  ~Undo() {
-    if (before_.has_value()) kept_.restore(std::move(*before_));
+  Grant(Kept& kept, const std::vector<Wish>& wishes) : kept_(kept), before_(kept.state()) {
+    try {
+      for (const Wish& wish : wishes) grant(kept, wish);
+      after_ = kept.state();
+    } catch (const std::bad_alloc&) {
+      kept_.take_back(std::move(before_), nullptr);
+      throw;
+    }
   }
-  Undo(const Undo&) = delete;
-  Undo& operator=(const Undo&) = delete;
+  ~Grant() {
+    if (!lasts_) kept_.take_back(std::move(before_), &after_);
+  }
+  Grant(const Grant&) = delete;
+  Grant& operator=(const Grant&) = delete;
 
-  void keep() { before_.reset(); }
+  void last() { lasts_ = true; }
 
  private:
   Kept& kept_;
-  std::optional<Kept::State> before_;
+  Kept::State before_;
+  Kept::State after_;
+  bool lasts_ = false;
 };
 
 }  // namespace
@@ -142,11 +153,10 @@ asio::awaitable<Answer> set_parameter_attributes(Desk& desk, CallPtr call, const
   co_await desk.kept.load();
   Walk walk(desk.router, call, flags_of(*in), desk.options.limits, heap);
   for (Wish& wish : wishes) co_await examine(walk, wish);
-  Undo undo(desk.kept);
-  for (const Wish& wish : wishes) grant(desk.kept, wish);
+  Grant grant(desk.kept, wishes);
   const uint32_t saved = co_await desk.kept.save();
   if (saved != VK_EOK) throw Refusal(saved);
-  undo.keep();
+  grant.last();
   co_return Answer{};
 }
 

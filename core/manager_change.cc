@@ -24,11 +24,12 @@ std::size_t Change::handler_of(const Registration& registration) {
     return each.registration.id == registration.id;
   });
   if (found != handlers_.end()) return static_cast<std::size_t>(found - handlers_.begin());
-  handlers_.push_back({registration, true});
+  handlers_.push_back({registration});
   return handlers_.size() - 1;
 }
 
 void Change::refuse_faults() const {
+  if (short_) throw Refusal(VK_ENOMEM);
   if (!faults_.empty()) throw Refusal(faults_);
 }
 
@@ -73,15 +74,15 @@ asio::awaitable<void> Change::roll_back() {
   for (const Handler& handler : handlers_) {
     if (!handler.holds) continue;
     const Registration& to = handler.registration;
-    co_await walk_.ask(to, VK_DM_ROLLBACK);
+    co_await tell(to, VK_DM_ROLLBACK);
   }
 }
 
 // A handler that could not be asked, or not be understood, for want of memory does not keep the
 // others from theirs.
-asio::awaitable<Reply> Change::committed(const Registration& to) {
+asio::awaitable<Reply> Change::tell(const Registration& to, uint32_t action) {
   try {
-    Reply reply = co_await walk_.ask(to, VK_DM_COMMIT);
+    Reply reply = co_await walk_.ask(to, action);
     co_return reply;
   } catch (const std::bad_alloc&) {
   }
@@ -89,15 +90,17 @@ asio::awaitable<Reply> Change::committed(const Registration& to) {
 }
 
 asio::awaitable<void> Change::commit() {
+  for (Handler& handler : handlers_) {
+    const Registration& to = handler.registration;
+    const Reply reply = co_await tell(to, VK_DM_COMMIT);
+    const bool nothing_held = reply.status == VK_ENOANSWER && !handler.holds;
+    handler.committed = nothing_held ? VK_EOK : reply.status;
+    if (handler.committed == VK_EOK) hear(*reply.value);
+  }
   for (std::size_t at = 0; at != handlers_.size(); ++at) {
-    const Registration& to = handlers_[at].registration;
-    const Reply reply = co_await committed(to);
-    const bool nothing_held = reply.status == VK_ENOANSWER && !handlers_[at].holds;
-    if (reply.status == VK_EOK || nothing_held) {
-      if (reply.value != nullptr) hear(*reply.value);
-    } else {
-      fault_names_of(at, reply.status == VK_ENOANSWER ? VK_EPROVIDER : reply.status);
-    }
+    const vk_error status = handlers_[at].committed;
+    if (status == VK_EOK) continue;
+    fault_names_of(at, status == VK_ENOANSWER ? VK_EPROVIDER : status);
   }
 }
 

@@ -31,7 +31,10 @@ class Change {
   asio::awaitable<void> enlist(std::string name, Path path);
   /// Notes what is wrong with a name.
   void add_fault(Fault fault) { faults_.push_back(std::move(fault)); }
-  /// Throws the faults so far, if there are any.
+  /// Notes that memory ran out, which takes none.
+  void run_short() { short_ = true; }
+  bool failed() const { return short_ || !faults_.empty(); }
+  /// Throws what is wrong so far, if anything is.
   void refuse_faults() const;
 
   /// Makes the handlers ready, or throws a refusal; then nothing has changed.
@@ -57,10 +60,11 @@ class Change {
   };
   struct Handler {
     Registration registration;
-    bool holds;  // whether it can hold back
+    bool holds = true;            // whether it can hold back
+    vk_error committed = VK_EOK;  // its answer
   };
 
-  asio::awaitable<Reply> committed(const Registration& to);
+  asio::awaitable<Reply> tell(const Registration& to, uint32_t action);
   std::size_t handler_of(const Registration& registration);
   void fault_names_of(std::size_t handler, vk_error status);
   void hear(const vk_value& answer);
@@ -69,6 +73,7 @@ class Change {
   std::vector<Item> items_;
   std::vector<Handler> handlers_;
   std::vector<Fault> faults_;
+  bool short_ = false;
   int32_t status_ = 0;
 };
 

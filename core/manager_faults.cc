@@ -1,6 +1,8 @@
 #include "core/manager_faults.h"
 
+#include <algorithm>
 #include <array>
+#include <span>
 #include <utility>
 
 #include "core/manager_tree.h"
@@ -48,17 +50,27 @@ Refusal::Refusal(std::vector<Fault> faults)
 Refusal::Refusal(vk_error status, std::vector<Fault> faults)
     : status_(status), code_(fault_code(status)), faults_(std::move(faults)) {}
 
-Answer Refusal::answer() const {
+Bytes Refusal::tree(std::size_t faults) const {
   const Heap heap;
   const OwnedValue value = heap.object();
   tell_code(*value, code_);
   vk_value& list = add_array(*value, "Faults");
-  for (const Fault& each : faults_) {
+  for (const Fault& each : std::span(faults_).first(faults)) {
     vk_value& element = add_object_to(list);
     set_text(element, "ParameterName", each.name);
     tell_code(element, each.code);
   }
-  return {status_, written(*value)};
+  return written(*value);
+}
+
+Answer Refusal::answer(const rt::Limits& limits) const {
+  std::size_t faults = std::min(faults_.size(), kMostFaults);
+  Bytes value = tree(faults);
+  while (faults != 0 && !is_within(limits, value)) {
+    faults /= 2;
+    value = tree(faults);
+  }
+  return {status_, std::move(value)};
 }
 
 void refuse_arguments() { throw Refusal(VK_EINVAL, kInvalidArguments); }

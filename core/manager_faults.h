@@ -3,6 +3,7 @@
 // Refusals of the manager's requests. A request that is refused throws; what it throws is the
 // answer: a status, a CWMP fault, and the faults of single names.
 
+#include <cstddef>
 #include <cstdint>
 #include <exception>
 #include <string>
@@ -10,6 +11,7 @@
 #include <vector>
 
 #include "core/call.h"
+#include "runtime/scan.h"
 #include "vesk/error.h"
 
 namespace vesk::core::dm {
@@ -42,9 +44,15 @@ class Refusal : public std::exception {
   Refusal(vk_error status, std::vector<Fault> faults);
 
   const char* what() const noexcept override { return "a refused request"; }
-  Answer answer() const;
+
+  static constexpr std::size_t kMostFaults = 1024;
+  /// The answer with the first of the faults: at most so many, and no more than keep it within the
+  /// limits.
+  Answer answer(const rt::Limits& limits) const;
 
  private:
+  Bytes tree(std::size_t faults) const;
+
   vk_error status_;
   uint32_t code_;
   std::vector<Fault> faults_;

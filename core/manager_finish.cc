@@ -1,6 +1,7 @@
 #include "core/manager_finish.h"
 
 #include <algorithm>
+#include <new>
 #include <string_view>
 #include <utility>
 
@@ -32,15 +33,16 @@ asio::awaitable<void> count_as_told(Desk& desk, Walk& walk, Name name) {
       if (desk.kept.notification(leaf) != kNotifyOff) desk.kept.tell(leaf, leaf_of(is));
     });
   } catch (const Refusal&) {
+  } catch (const std::bad_alloc&) {
   }
 }
 
-void keep(Desk& desk, const vk_value& request, const Change& change, const Outcome& outcome) {
+void update(Kept& kept, const vk_value& request, const Change& change, const Outcome& outcome) {
   if (std::string_view(outcome.event) == "deleted") {
-    for (const Name& name : outcome.names) desk.kept.erase(text_of(name));
+    for (const Name& name : outcome.names) kept.erase(text_of(name));
   }
   const vk_value* const key = member(request, "ParameterKey", VK_TYPE_STRING);
-  if (key != nullptr && change.faults().empty()) desk.kept.set_parameter_key(key->payload.text);
+  if (key != nullptr && change.faults().empty()) kept.set_parameter_key(key->payload.text);
 }
 
 }  // namespace
@@ -52,7 +54,7 @@ std::string text_of(const Name& name) {
 asio::awaitable<void> finish(Desk& desk, const Walk& walk, const vk_value& request,
                              const Change& change, Outcome outcome) {
   drop_uncommitted(outcome, change);
-  keep(desk, request, change, outcome);
+  update(desk.kept, request, change, outcome);
   const uint32_t flags = flags_of(request);
   // What was seen before the change does not count any more.
   Walk after(desk.router, walk.call(), flags, desk.options.limits, walk.heap());

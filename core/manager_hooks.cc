@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <exception>
+#include <new>
 #include <utility>
 
 #include "core/await.h"
@@ -84,7 +85,12 @@ void Hooks::module_ended(const std::string& module) {
 void Hooks::run(std::string_view event, const std::vector<std::string>& names,
                 const CallPtr& cause) {
   for (const Hook& hook : hooks_) {
-    if (hook.event == event) call(hook, names, cause);
+    if (hook.event != event) continue;
+    try {
+      call(hook, names, cause);
+    } catch (const std::bad_alloc&) {
+      // It costs this hook its call, and whoever caused the event nothing.
+    }
   }
 }
 

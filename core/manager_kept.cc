@@ -1,8 +1,10 @@
 #include "core/manager_kept.h"
 
+#include <new>
 #include <span>
 #include <utility>
 
+#include "core/log.h"
 #include "core/manager_faults.h"
 #include "core/manager_tree.h"
 #include "vesk/value/array.h"
@@ -116,6 +118,33 @@ Kept::State state_of(const vk_value& record) {
   return state;
 }
 
+// What a record holds that the store takes for whole; nothing if it is no tree, which trying again
+// would not change.
+Kept::State state_in(const Bytes& record) {
+  if (!is_within(rt::Limits::widest(), record)) {
+    log(VK_LOG_ERROR, "The attributes and the parameter key are lost: their record is no tree");
+    return {};
+  }
+  const Heap heap;
+  return state_of(*heap.read(record));
+}
+
+// Takes a map back to what it was, where it still is what it became. Allocates nothing.
+template <typename Map>
+void take_back_entries(Map& now, Map& before, const Map& after) noexcept {
+  for (const auto& [name, became] : after) {
+    const auto is = now.find(name);
+    if (is == now.end() || is->second != became) continue;
+    const auto was = before.find(name);
+    if (was == before.end()) {
+      now.erase(is);
+    } else {
+      is->second = std::move(was->second);
+    }
+  }
+  now.merge(before);
+}
+
 }  // namespace
 
 Leaf leaf_of(const vk_value& value) {
@@ -127,12 +156,12 @@ asio::awaitable<void> Kept::load() {
   if (loaded_) co_return;
   const Answer answer = co_await records_.load(kKey);
   if (loaded_) co_return;  // by another request meanwhile
-  // A damaged record was reported by the store; there is nothing to go back to.
+  // A damaged record was reported by the store; there is nothing to go back to. Of one that could
+  // not be read nothing is known.
   if (answer.status != VK_EOK && answer.status != VK_ENOENT && answer.status != VK_EIO) {
     throw Refusal(answer.status);
   }
-  const Heap heap;
-  if (answer.status == VK_EOK) state_ = state_of(*heap.read(answer.value));
+  if (answer.status == VK_EOK) state_ = state_in(answer.value);
   loaded_ = true;
 }
 
@@ -158,9 +187,26 @@ class Kept::Save {
 };
 
 asio::awaitable<uint32_t> Kept::save() {
+  if (!loaded_) co_return VK_EBUSY;
   // While one is in flight nobody knows yet whether what it holds will last.
   if (!changed_ && saves_ == 0) co_return VK_EOK;
-  std::shared_ptr<const Bytes> record = record_of(state_);
+  uint32_t status = VK_EOK;
+  uint32_t erasures = 0;
+  do {
+    erasures = state_.erasures;
+    status = co_await write();
+    // What was forgotten meanwhile may have come into the store behind the erasing.
+  } while (erasures != state_.erasures);
+  co_return status;
+}
+
+asio::awaitable<uint32_t> Kept::write() {
+  std::shared_ptr<const Bytes> record;
+  try {
+    record = record_of(state_);
+  } catch (const std::bad_alloc&) {
+    co_return VK_ENOMEM;
+  }
   Save save(*this);
   const uint32_t status = co_await records_.save(kKey, std::move(record));
   save.ended(status == VK_EOK);
@@ -168,7 +214,9 @@ asio::awaitable<uint32_t> Kept::save() {
 }
 
 void Kept::forget() {
-  state_ = {};
+  State nothing;
+  nothing.erasures = state_.erasures + 1;
+  state_ = std::move(nothing);
   changed_ = false;
   loaded_ = true;  // an erased store holds nothing; a load in flight comes too late
 }
@@ -228,9 +276,15 @@ void Kept::erase(const std::string& object) {
   changed_ = changed_ || attributes != 0 || told != 0;
 }
 
-void Kept::restore(State state) {
-  state_ = std::move(state);
+void Kept::take_back(State before, const State* after) noexcept {
+  if (before.erasures != state_.erasures) return;
   changed_ = true;
+  if (after == nullptr) {
+    state_ = std::move(before);
+    return;
+  }
+  take_back_entries(state_.attributes, before.attributes, after->attributes);
+  take_back_entries(state_.told, before.told, after->told);
 }
 
 }  // namespace vesk::core::dm

@@ -39,15 +39,19 @@ Leaf leaf_of(const vk_value& value);
 struct Attributes {
   std::optional<int32_t> notification;
   std::optional<AccessList> access;
+
+  bool operator==(const Attributes&) const = default;
 };
 
 class Kept {
  public:
   explicit Kept(Records& records) : records_(records) {}
 
-  /// Reads the record, once. Throws a refusal if the store cannot tell.
+  /// Reads the record, once, as soon as the store can. A damaged one counts as none. Throws a
+  /// refusal if it could not be read now; the next load tries again.
   asio::awaitable<void> load();
-  /// Writes the record if anything has changed since it was written.
+  /// Writes the record if anything has changed since it was written. `VK_EOK` once all that is kept
+  /// would survive a power cut; `VK_EBUSY` as long as the record that is there is not read.
   asio::awaitable<uint32_t> save();
   /// Forgets all, as the store did.
   void forget();
@@ -75,11 +79,17 @@ class Kept {
     std::string key;
     std::map<std::string, Attributes> attributes;
     std::map<std::string, Leaf> told;
+    uint32_t erasures = 0;  ///< how often all was forgotten
   };
   const State& state() const { return state_; }
-  void restore(State state);
+  /// Takes attributes and values back to what they were, where they still are what they became:
+  /// what others have changed since stays.
+  /// @param after null if nobody else can have changed anything since
+  void take_back(State before, const State* after) noexcept;
 
  private:
+  asio::awaitable<uint32_t> write();
+
   Records& records_;
   State state_;
   class Save;

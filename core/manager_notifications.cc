@@ -1,6 +1,7 @@
 // What has changed since the management server was last told, and the changes of which modules
 // tell.
 
+#include <new>
 #include <string>
 #include <utility>
 #include <vector>
@@ -59,6 +60,15 @@ void report_change(Report& report, const Kept& kept, const Path& path, const vk_
   report.news.emplace_back(name, std::move(now));
 }
 
+// The answer is made: what there is no memory to note is told once more, which is better than
+// never.
+void count_as_told(Kept& kept, Report& report) {
+  try {
+    for (auto& [name, leaf] : report.news) kept.tell(name, std::move(leaf));
+  } catch (const std::bad_alloc&) {
+  }
+}
+
 }  // namespace
 
 asio::awaitable<Answer> get_notifications(Desk& desk, CallPtr call, const Request& request) {
@@ -74,9 +84,7 @@ asio::awaitable<Answer> get_notifications(Desk& desk, CallPtr call, const Reques
   });
   check(vk_object_set_bool(report.value.get(), "Active", report.active ? 1 : 0));
   Answer answer = answer_within(desk.options.limits, *report.value);
-  if (!keep) {
-    for (auto& [name, leaf] : report.news) desk.kept.tell(name, std::move(leaf));
-  }
+  if (!keep) count_as_told(desk.kept, report);
   // What could not be saved is told once more after a restart, which is better than never.
   co_await desk.kept.save();
   co_return answer;

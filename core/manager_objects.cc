@@ -1,5 +1,6 @@
 // AddObject and DeleteObject.
 
+#include <new>
 #include <string>
 #include <utility>
 
@@ -31,8 +32,13 @@ asio::awaitable<OwnedValue> hold(Change& change, Object object, uint32_t action)
   co_await change.enlist(object.text, object.path);
   change.refuse_faults();
   co_await change.open(false);
-  OwnedValue answer = co_await change.apply(0, action, nullptr);
-  if (!change.faults().empty()) co_await change.roll_back();
+  OwnedValue answer;
+  try {
+    answer = co_await change.apply(0, action, nullptr);
+  } catch (const std::bad_alloc&) {
+    change.run_short();
+  }
+  if (change.failed()) co_await change.roll_back();
   change.refuse_faults();
   co_return answer;
 }

@@ -22,11 +22,15 @@ bool is_sound(const std::string& component, const rt::Limits& limits) {
   return !numeric || is_instance(component);
 }
 
+bool can_be_asked_for(std::size_t length, const rt::Limits& limits) {
+  return length + kPrefix.size() <= limits.path;
+}
+
 }  // namespace
 
 std::optional<Name> read_name(std::string_view text, const rt::Limits& limits) {
   if (text.empty() || text == ".") return Name{{}, true};
-  if (text.size() + kPrefix.size() > limits.path) return std::nullopt;
+  if (!can_be_asked_for(text.size(), limits)) return std::nullopt;
   Name name{{}, text.back() == '.'};
   if (name.partial) text.remove_suffix(1);
   for (std::size_t from = 0; from <= text.size();) {
@@ -57,6 +61,11 @@ Path child_of(const Path& path, const std::string& name) {
   Path longer = path;
   longer.push_back(name);
   return longer;
+}
+
+bool can_be_child(const std::string& name, const Path& path, const rt::Limits& limits) {
+  if (name.find('.') != std::string::npos || !is_sound(name, limits)) return false;
+  return can_be_asked_for(joined_object(path).size() + name.size(), limits);
 }
 
 bool is_instance(std::string_view component) {

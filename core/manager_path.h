@@ -31,6 +31,10 @@ std::string joined_object(const Path& path);
 /// A path with one more component.
 Path child_of(const Path& path, const std::string& name);
 
+/// Whether something at a path can have a child of that name: one sound component, which could be
+/// asked for within the limits.
+bool can_be_child(const std::string& name, const Path& path, const rt::Limits& limits);
+
 /// Whether a component is an instance number.
 bool is_instance(std::string_view component);
 

@@ -1,5 +1,6 @@
 // SetParameterValues.
 
+#include <new>
 #include <set>
 #include <string>
 #include <utility>
@@ -54,18 +55,27 @@ std::vector<Name> names_of(const std::vector<Assignment>& assignments) {
   return names;
 }
 
+asio::awaitable<void> apply(Change& change, const std::vector<Assignment>& assignments,
+                            const Heap& heap) {
+  for (std::size_t at = 0; at != assignments.size(); ++at) {
+    const OwnedValue arguments = heap.object();
+    set_copy(*arguments, "Value", *assignments[at].value);
+    co_await change.apply(at, VK_DM_SET, arguments.get());
+  }
+}
+
 // Has every handler hold its new values, or none.
 asio::awaitable<void> hold(Change& change, const std::vector<Assignment>& assignments, bool trial,
                            const Heap& heap) {
   for (const Assignment& each : assignments) co_await change.enlist(each.name, each.path);
   change.refuse_faults();
   co_await change.open(trial);
-  for (std::size_t at = 0; at != assignments.size(); ++at) {
-    const OwnedValue arguments = heap.object();
-    set_copy(*arguments, "Value", *assignments[at].value);
-    co_await change.apply(at, VK_DM_SET, arguments.get());
+  try {
+    co_await apply(change, assignments, heap);
+  } catch (const std::bad_alloc&) {
+    change.run_short();
   }
-  if (trial || !change.faults().empty()) co_await change.roll_back();
+  if (trial || change.failed()) co_await change.roll_back();
   change.refuse_faults();
 }
 

@@ -87,6 +87,13 @@ std::shared_ptr<const Bytes> shared(const vk_value& value) {
   return std::make_shared<const Bytes>(written(value));
 }
 
+bool is_within(const rt::Limits& limits, std::span<const std::byte> tree) {
+  Bytes message(sizeof(uint32_t));  // the status
+  message.insert(message.end(), tree.begin(), tree.end());
+  rt::Scanner scanner(rt::Message::kResponse, limits);
+  return scanner.scan(message) == rt::Scanner::State::kComplete && scanner.size() == message.size();
+}
+
 bool is_leaf(const vk_value& value) {
   return value.type > VK_TYPE_ARRAY && value.type <= VK_TYPE_UNSIGNEDLONG;
 }

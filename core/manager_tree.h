@@ -13,6 +13,7 @@
 #include "core/call.h"
 #include "lib/support/owned.h"
 #include "lib/value/node.h"
+#include "runtime/scan.h"
 #include "vesk/mm/heap.h"
 #include "vesk/value/member.h"
 
@@ -38,6 +39,9 @@ class Heap {
 /// A tree in the bytes of the wire.
 Bytes written(const vk_value& value);
 std::shared_ptr<const Bytes> shared(const vk_value& value);
+
+/// Whether bytes are one whole tree that an answer within the limits could carry.
+bool is_within(const rt::Limits& limits, std::span<const std::byte> tree);
 
 /// Whether a node can be the value of a parameter.
 bool is_leaf(const vk_value& value);

@@ -4,6 +4,7 @@
 #include <span>
 #include <utility>
 
+#include "core/log.h"
 #include "core/manager_faults.h"
 #include "vesk/dmmgr/frame.h"
 
@@ -38,6 +39,12 @@ Path dm_path(const Path& path) {
   return whole;
 }
 
+// Takes "ParameterList" out of an answer; null if there is none.
+OwnedValue list_of(vk_value& answer) {
+  const bool there = member(answer, "ParameterList") != nullptr;
+  return OwnedValue(there ? vk_object_extract(&answer, "ParameterList") : nullptr);
+}
+
 void add_once(Path& names, const std::string& name) {
   if (std::find(names.begin(), names.end(), name) == names.end()) names.push_back(name);
 }
@@ -45,13 +52,9 @@ void add_once(Path& names, const std::string& name) {
 }  // namespace
 
 Answer answer_within(const rt::Limits& limits, const vk_value& value) {
-  constexpr std::size_t kStatus = sizeof(uint32_t);
-  Bytes message(kStatus);
-  const Bytes tree = written(value);
-  message.insert(message.end(), tree.begin(), tree.end());
-  rt::Scanner scanner(rt::Message::kResponse, limits);
-  if (scanner.scan(message) != rt::Scanner::State::kComplete) throw Refusal(VK_ENOMEM);
-  return {VK_EOK, tree};
+  Bytes tree = written(value);
+  if (!is_within(limits, tree)) throw Refusal(VK_ENOMEM);
+  return {VK_EOK, std::move(tree)};
 }
 
 Walk::Walk(Router& router, CallPtr call, uint32_t flags, const rt::Limits& limits, const Heap& heap)
@@ -73,10 +76,6 @@ Request Walk::request(uint32_t action, Path path, const vk_value* arguments) con
   if (arguments != nullptr) copy(*value, *arguments);
   if (flags_ != 0) check(vk_object_set_uint(value.get(), "dm-flags", flags_));
   return {std::move(path), action, shared(*value)};
-}
-
-asio::awaitable<Reply> Walk::ask(uint32_t action, const Path& path) {
-  return asked(router_.ask(call_, request(action, dm_path(path), nullptr)));
 }
 
 asio::awaitable<Reply> Walk::ask(uint64_t registration, uint32_t action, const Path& path,
@@ -149,11 +148,25 @@ asio::awaitable<std::optional<Path>> Walk::level(Path path) {
     if (!says(reply, handler.id, path)) continue;
     if (!names) names.emplace();
     const vk_value* const told = member(*reply.value, "level", VK_TYPE_OBJECT);
-    if (told == nullptr) continue;
-    for (const vk_value& child : each_item(*told)) add_once(*names, child.id);
+    if (told != nullptr) add_children(*names, handler, path, *told);
   }
   levels_[path] = names;
   co_return names;
+}
+
+void Walk::add_children(Path& names, const Registration& from, const Path& path,
+                        const vk_value& told) const {
+  const char* dropped = nullptr;
+  for (const vk_value& child : each_item(told)) {
+    if (can_be_child(child.id, path, limits_)) {
+      add_once(names, child.id);
+    } else {
+      dropped = child.id;
+    }
+  }
+  if (dropped == nullptr) return;
+  log(VK_LOG_ERROR, "The module %s names a child that nothing can be called, %s, of %s",
+      escaped(from.module).c_str(), escaped(dropped).c_str(), escaped(joined(path)).c_str());
 }
 
 asio::awaitable<std::optional<Path>> Walk::children(Path path) {
@@ -192,10 +205,7 @@ asio::awaitable<std::vector<Path>> Walk::expand(Registration registration, Path 
 asio::awaitable<OwnedValue> Walk::value_of(uint64_t registration, Path path) {
   Reply reply = co_await ask(registration, VK_DM_GET, path);
   if (!says(reply, registration, path)) co_return nullptr;
-  OwnedValue list(member(*reply.value, "ParameterList") == nullptr
-                      ? nullptr
-                      : vk_object_extract(reply.value.get(), "ParameterList"));
-  co_return list;
+  co_return list_of(*reply.value);
 }
 
 asio::awaitable<OwnedValue> Walk::values(Path path) {
@@ -223,15 +233,16 @@ asio::awaitable<OwnedValue> Walk::values(Path path) {
 }
 
 asio::awaitable<OwnedValue> Walk::parameter(Path path) {
-  Reply reply = co_await ask(VK_DM_GET, path);
-  if (reply.status == VK_ENOANSWER) co_return nullptr;
-  if (reply.status != VK_EOK) throw Refusal(fault(joined(path), reply.status));
-  OwnedValue list(member(*reply.value, "ParameterList") == nullptr
-                      ? nullptr
-                      : vk_object_extract(reply.value.get(), "ParameterList"));
-  if (list == nullptr || !is_leaf(*list)) co_return nullptr;
-  charge(path, 1);
-  co_return list;
+  const std::vector<Registration> handlers = at_or_above(path);
+  for (const Registration& handler : handlers) {
+    const Reply reply = co_await ask(handler.id, VK_DM_GET, path);
+    if (!says(reply, handler.id, path)) continue;
+    OwnedValue value = list_of(*reply.value);
+    if (value == nullptr || !is_leaf(*value)) break;
+    charge(path, 1);
+    co_return value;
+  }
+  co_return nullptr;
 }
 
 asio::awaitable<OwnedValue> Walk::find(Name name) {

@@ -39,8 +39,6 @@ class Walk {
   Walk(const Walk&) = delete;
   Walk& operator=(const Walk&) = delete;
 
-  /// Asks whoever answers at a path, as the router tries them.
-  asio::awaitable<Reply> ask(uint32_t action, const Path& path);
   /// Asks one registration about a path.
   /// @param arguments more members for the request, or null
   asio::awaitable<Reply> ask(uint64_t registration, uint32_t action, const Path& path,
@@ -54,6 +52,7 @@ class Walk {
   asio::awaitable<std::vector<Registration>> below(Path path);
 
   /// What "level" tells of a path: the children's names, none if nobody says that it is an object.
+  /// Names that nothing can have are dropped, and logged.
   asio::awaitable<std::optional<Path>> level(Path path);
   /// The names of a path's children, those of registrations below it included; none for what is no
   /// object.
@@ -95,6 +94,8 @@ class Walk {
   asio::awaitable<Reply> asked(asio::awaitable<Answer> answer);
   Request request(uint32_t action, Path path, const vk_value* arguments) const;
   asio::awaitable<bool> names_instances(Registration registration, Path path);
+  void add_children(Path& names, const Registration& from, const Path& path,
+                    const vk_value& told) const;
   asio::awaitable<OwnedValue> value_of(uint64_t registration, Path path);
 
   Router& router_;

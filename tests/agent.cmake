@@ -71,6 +71,8 @@ if(VESK_CORE)
     unit/core/manager_attributes_test.cc
     unit/core/manager_hooks_test.cc
     unit/core/manager_inform_test.cc
+    unit/core/manager_kept_test.cc
+    unit/core/manager_memory_test.cc
     unit/core/manager_names_test.cc
     unit/core/manager_notifications_test.cc
     unit/core/manager_objects_test.cc

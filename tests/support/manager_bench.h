@@ -5,6 +5,9 @@
 #include <asio/co_spawn.hpp>
 #include <asio/detached.hpp>
 #include <asio/io_context.hpp>
+#include <asio/redirect_error.hpp>
+#include <asio/steady_timer.hpp>
+#include <asio/use_awaitable.hpp>
 #include <exception>
 #include <map>
 #include <optional>
@@ -13,32 +16,59 @@
 #include <vector>
 
 #include "core/manager.h"
+#include "tests/support/allocation_fault.h"
 #include "tests/support/scripted_router.h"
 #include "vesk/net/cwmp_utils.h"
 
 namespace vesk::test {
 
-/// Records that are kept in memory, and refuse on demand.
+/// Records that are kept in memory, and refuse or wait on demand.
 class MemoryRecords : public core::Records {
  public:
+  explicit MemoryRecords(asio::io_context& loop)
+      : gate_(loop, asio::steady_timer::time_point::max()) {}
+
   std::map<std::string, Tree> trees = {};
   uint32_t save_status = VK_EOK;
   uint32_t load_status = VK_EOK;
+  std::optional<core::Bytes> damage;  ///< what a load finds in place of a tree
   int saves = 0;
+
+  /// Has what is asked for wait until `go_on`.
+  void halt() { halted_ = true; }
+  void go_on() {
+    halted_ = false;
+    gate_.cancel();
+  }
 
   asio::awaitable<uint32_t> save(std::string key,
                                  std::shared_ptr<const core::Bytes> tree) override {
     ++saves;
+    co_await passed();
+    const Unwatched own_memory;
     if (save_status == VK_EOK) trees[key] = tree_in(*tree);
     co_return save_status;
   }
 
   asio::awaitable<core::Answer> load(std::string key) override {
+    co_await passed();
+    const Unwatched own_memory;
     if (load_status != VK_EOK) co_return core::Answer{load_status};
+    if (damage) co_return core::Answer{VK_EOK, *damage};
     const auto found = trees.find(key);
     if (found == trees.end()) co_return core::Answer{VK_ENOENT};
     co_return core::Answer{VK_EOK, bytes_of(found->second)};
   }
+
+ private:
+  asio::awaitable<void> passed() {
+    asio::error_code cancelled;  // which is how each wait ends
+    auto token = asio::redirect_error(asio::use_awaitable, cancelled);
+    while (halted_) co_await gate_.async_wait(token);
+  }
+
+  bool halted_ = false;
+  asio::steady_timer gate_;
 };
 
 /// An answer that can be compared and printed.
@@ -94,7 +124,7 @@ class ManagerBench : public testing::Test {
  protected:
   asio::io_context loop;
   ScriptedRouter router{loop};
-  MemoryRecords records;
+  MemoryRecords records{loop};
   core::ManagerOptions options;
   std::optional<core::Manager> manager;
   core::CallPtr caller = call_of("");
@@ -125,6 +155,12 @@ class ManagerBench : public testing::Test {
   void run() {
     loop.restart();
     loop.run();
+  }
+
+  /// Runs until all that is left to do waits.
+  void settle() {
+    loop.restart();
+    loop.poll();
   }
 
   /// Asks, and waits until nothing is left to do.

@@ -7,6 +7,7 @@
 
 #include "lib/wire.h"
 #include "lib/wire_memory.h"
+#include "tests/support/allocation_fault.h"
 #include "vesk/dmmgr/frame.h"
 #include "vesk/path.h"
 
@@ -321,6 +322,7 @@ asio::awaitable<core::Answer> ScriptedRouter::ask(core::CallPtr parent, uint64_t
   co_await asio::post(loop_, asio::use_awaitable);
   Provider* const provider = find(registration);
   if (provider == nullptr) co_return core::Answer{VK_EIO};
+  const Unwatched own_memory;
   const Tree value = tree_in(*request.value);
   core::Answer answer =
       provider->answer({request.action, joined(request.path, 1), value, std::move(parent)});

@@ -11,7 +11,15 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-using ManagerAttributes = ManagerWatches;
+class ManagerAttributes : public ManagerWatches {
+ protected:
+  // Returns when they are being saved.
+  Pending begin_to_set(const Tree& wish) {
+    Pending setting = begin(kSetAttributes, object({{"ParameterList", array({wish})}}), caller);
+    settle();
+    return setting;
+  }
+};
 
 TEST_F(ManagerAttributes, AreOffAndOpenToSubscribersAtFirst) {
   EXPECT_EQ(get({"Device.A"}), rows({{"Device.A", 0}}));
@@ -97,6 +105,35 @@ TEST_F(ManagerAttributes, BeginAnewIfTheirRecordIsDamaged) {
   restart();
   records.load_status = VK_EIO;
   EXPECT_EQ(get({"Device.A"}), rows({{"Device.A", 0}}));
+}
+
+TEST_F(ManagerAttributes, AreNotTakenForNoneIfTheirRecordCannotBeRead) {
+  set({wish("Device.A", 2)});
+  restart();
+  const Tree kept = records.trees.begin()->second;
+  const int saves = records.saves;
+  for (const uint32_t status : {VK_EBUSY, VK_ENOMEM}) {
+    records.load_status = status;
+    EXPECT_EQ(get({"Device.A"}), refused(status, 9004));
+    EXPECT_EQ(set({wish("Device.B.C", 1)}), refused(status, 9004));
+    EXPECT_EQ(notifications(), refused(status, 9004));
+  }
+  EXPECT_EQ(records.saves, saves);
+  EXPECT_EQ(records.trees.begin()->second, kept);
+  records.load_status = VK_EOK;
+  EXPECT_EQ(get({"Device.A"}), rows({{"Device.A", 2}}));
+}
+
+TEST_F(ManagerAttributes, ThatCannotBeReadKeepEveryWriteFromTheModules) {
+  records.load_status = VK_EBUSY;
+  const Tree assignment = object({{"Name", text("Device.A")}, {"Value", text("new")}});
+  EXPECT_EQ(ask("cwmp.rpc.SetParameterValues", object({{"ParameterList", array({assignment})}})),
+            refused(VK_EBUSY, 9004));
+  EXPECT_EQ(ask("cwmp.rpc.AddObject", object({{"ObjectName", text("Device.T.")}})),
+            refused(VK_EBUSY, 9004));
+  EXPECT_EQ(ask("cwmp.rpc.DeleteObject", object({{"ObjectName", text("Device.T.1.")}})),
+            refused(VK_EBUSY, 9004));
+  EXPECT_THAT(device.asked, IsEmpty());
 }
 
 TEST_F(ManagerAttributes, ThatCannotBeSavedAreAsBefore) {
@@ -217,6 +254,45 @@ TEST_F(ManagerAttributes, AreForgottenWithTheStore) {
   set({wish("Device.A", 2)});
   manager->forget();
   EXPECT_EQ(get({"Device.A"}), rows({{"Device.A", 0}}));
+}
+
+TEST_F(ManagerAttributes, ThatCannotBeSavedDoNotComeBackAfterAllIsForgotten) {
+  set({wish("Device.A", 1)});
+  records.halt();
+  records.save_status = VK_EIO;
+  const Pending setting = begin_to_set(wish("Device.A", 2));
+  manager->forget();
+  records.go_on();
+  run();
+  EXPECT_EQ(*setting, refused(VK_EIO, 9002));
+  EXPECT_EQ(get({"Device.A"}), rows({{"Device.A", 0}}));
+}
+
+TEST_F(ManagerAttributes, ThatCannotBeSavedTakeNothingElseBack) {
+  set({wish("Device.A", 1), wish("Device.B.D", 1)});
+  device.parameters["Device.A"] = text("new");
+  records.halt();
+  records.save_status = VK_EIO;
+  const Pending setting = begin_to_set(wish("Device.B.", 0));
+  const Pending telling = begin("dmmgr.notification.get", object({}), caller);
+  settle();
+  records.go_on();
+  run();
+  EXPECT_EQ(*setting, refused(VK_EIO, 9002));
+  EXPECT_EQ(*telling, changes(object({{"Device", object({{"A", text("new")}})}}), false));
+  EXPECT_EQ(notifications(), nothing());
+  EXPECT_EQ(get({"Device.B.D"}), rows({{"Device.B.D", 1}}));
+}
+
+// What was told of them before has not become news.
+TEST_F(ManagerAttributes, ThatCannotBeSavedLeaveToldWhatWas) {
+  set({wish("Device.A", 1)});
+  records.save_status = VK_EIO;
+  set({wish("Device.A", 0)});
+  EXPECT_EQ(notifications(), nothing());
+  set({wish("Device.", 2)});
+  device.parameters["Device.B.C"] = text("new");
+  EXPECT_EQ(notifications(), nothing());
 }
 
 TEST_F(ManagerAttributes, WaitForAWriteUnderWayAndAreRefusedWithinIt) {

@@ -107,6 +107,35 @@ TEST_F(ManagerSet, ChecksNamesAndTypesBeforeAnyHandlerIsAsked) {
   EXPECT_THAT(device.asked, IsEmpty());
 }
 
+// As many assignments to names that are none, each so long.
+Assignments bad_names(std::size_t count, std::size_t length) {
+  const std::string bad(length, '$');
+  return Assignments(count, {bad + '.', text("x")});
+}
+
+std::size_t faults_in(const Told& told) { return told.value.items.at(2).items.size(); }
+
+TEST_F(ManagerSet, TellsTheFirstOfVeryManyFaults) {
+  const Told told = set(bad_names(3000, 10));
+  EXPECT_EQ(told.status, VK_ENOENT);
+  EXPECT_EQ(told.value.items.at(0), refused(VK_ENOENT, 9005).value.items[0]);
+  EXPECT_EQ(faults_in(told), 1024U);
+}
+
+TEST_F(ManagerSet, TellsNoMoreFaultsThanAnAnswerCanCarry) {
+  const Told told = set(bad_names(1000, 2000));
+  EXPECT_EQ(told.status, VK_ENOENT);
+  EXPECT_GT(faults_in(told), 200U);
+  EXPECT_LE(bytes_of(told.value).size() + sizeof(uint32_t), options.limits.message);
+}
+
+TEST_F(ManagerSet, RefusesThoughAnAnswerCanCarryNoFault) {
+  options.limits.nodes = 6;
+  const Told told = set(bad_names(1, 10));
+  EXPECT_EQ(told.status, VK_ENOENT);
+  EXPECT_EQ(faults_in(told), 0U);
+}
+
 TEST_F(ManagerSet, RefusesANameThatComesTwice) {
   EXPECT_EQ(set({{"Device.A", text("x")}, {"Device.B", text("x")}, {"Device.A", text("y")}}),
             refused(VK_EINVAL, 9003, {{"Device.A", 9003}}));

@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "tests/support/log_spy.h"
 #include "tests/support/manager_bench.h"
 
 namespace vesk::test {
@@ -151,6 +152,48 @@ TEST_F(ManagerWalk, LeavesOutAModuleThatVanishes) {
   Provider& other = add("Device.B", {"Device.B.X"});
   other.before["get Device.B"] = [&] { router.remove("Device.B"); };
   EXPECT_EQ(values({"Device."}), device({{"A", text("Device.A")}}));
+}
+
+TEST_F(ManagerWalk, AsksTheNextOfAParameterIfAModuleVanishes) {
+  add("Device", {"Device.B.X"});
+  Provider& other = add("Device.B", {"Device.B.X"}, " vanishing");
+  other.before["get Device.B.X"] = [&] { router.remove("Device.B"); };
+  EXPECT_EQ(values({"Device.B.X"}), device({{"B", object({{"X", text("Device.B.X")}})}}));
+}
+
+TEST_F(ManagerWalk, KnowsNoParameterOfAModuleThatVanishes) {
+  Provider& other = add("Device.B", {"Device.B.X"});
+  other.before["get Device.B.X"] = [&] { router.remove("Device.B"); };
+  EXPECT_EQ(values({"Device.B.X"}), refused(VK_ENOENT, 9005, {{"Device.B.X", 9005}}));
+}
+
+TEST_F(ManagerWalk, DropsChildrenThatNothingCanBeCalled) {
+  const LogSpy log;
+  Provider& provider = add("Device", {});
+  provider.objects = {"Device", "Device.Good", "Device.7"};
+  provider.additions["level Device"] = {"level", object({{"Good", any()},
+                                                         {"a.b", any()},
+                                                         {".", any()},
+                                                         {"$", any()},
+                                                         {"01", any()},
+                                                         {"7", any()},
+                                                         {"7a", any()},
+                                                         {std::string(257, 'x'), any()}})};
+  EXPECT_EQ(next_names("Device.").value.items.at(0),
+            object({{"ParameterList",
+                     object({{"Device", object({{"Good", object({})}, {"7", object({})}})}})}})
+                .items[0]);
+  EXPECT_EQ(log.lines().size(), 1U);
+}
+
+TEST_F(ManagerWalk, DropsChildrenBeyondWhatCanBeAskedFor) {
+  const LogSpy log;
+  options.limits.path = 12;
+  Provider& provider = add("Device", {});
+  provider.objects = {"Device.AB", "Device.ABC"};
+  EXPECT_EQ(
+      next_names("Device.").value.items.at(0),
+      object({{"ParameterList", object({{"Device", object({{"AB", object({})}})}})}}).items[0]);
 }
 
 TEST_F(ManagerWalk, DoesNotHideThatAModuleFailed) {
