@@ -170,7 +170,7 @@ TEST_F(ManagerWalk, KnowsNoParameterOfAModuleThatVanishes) {
 TEST_F(ManagerWalk, DropsChildrenThatNothingCanBeCalled) {
   const LogSpy log;
   Provider& provider = add("Device", {});
-  provider.objects = {"Device", "Device.Good", "Device.7"};
+  provider.objects = {"Device.Good", "Device.7", "Device.a.b"};
   provider.additions["level Device"] = {"level", object({{"Good", any()},
                                                          {"a.b", any()},
                                                          {".", any()},
