@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <array>
-#include <new>
 #include <optional>
 #include <string>
 #include <utility>
@@ -97,7 +96,7 @@ asio::awaitable<void> examine(Walk& walk, Wish& wish) {
 }
 
 // What is watched from now on counts as told with the value that it has.
-void grant(Kept& kept, const Wish& wish) {
+void grant_one(Kept& kept, const Wish& wish) {
   kept.set(text_of(wish.name), wish.attributes);
   for_each_leaf(*wish.value, wish.name.path, [&](const Path& path, const vk_value& value) {
     const std::string name = joined(path);
@@ -119,9 +118,9 @@ class Grant {
  public:
   Grant(Kept& kept, const std::vector<Wish>& wishes) : kept_(kept), before_(kept.state()) {
     try {
-      for (const Wish& wish : wishes) grant(kept, wish);
+      for (const Wish& wish : wishes) grant_one(kept, wish);
       after_ = kept.state();
-    } catch (const std::bad_alloc&) {
+    } catch (...) {
       kept_.take_back(std::move(before_), nullptr);
       throw;
     }

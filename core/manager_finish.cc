@@ -1,7 +1,7 @@
 #include "core/manager_finish.h"
 
-#include <algorithm>
 #include <new>
+#include <set>
 #include <string_view>
 #include <utility>
 
@@ -11,15 +11,18 @@
 namespace vesk::core::dm {
 namespace {
 
-bool is_at_or_below(const Path& path, const Path& above) {
-  return path.size() >= above.size() && std::equal(above.begin(), above.end(), path.begin());
+bool is_at_or_below_one(Path path, const std::set<Path>& paths) {
+  for (; !path.empty(); path.pop_back()) {
+    if (paths.contains(path)) return true;
+  }
+  return false;
 }
 
 void drop_uncommitted(Outcome& outcome, const Change& change) {
-  std::erase_if(outcome.names, [&](const Name& name) {
-    return std::any_of(change.faults().begin(), change.faults().end(),
-                       [&](const Fault& fault) { return is_at_or_below(name.path, fault.path); });
-  });
+  std::set<Path> uncommitted;
+  for (const Fault& fault : change.faults()) uncommitted.insert(fault.path);
+  std::erase_if(outcome.names,
+                [&](const Name& name) { return is_at_or_below_one(name.path, uncommitted); });
 }
 
 // Counts what the management server wrote as told. A value that cannot be had is told later.

@@ -192,10 +192,11 @@ asio::awaitable<uint32_t> Kept::save() {
   if (!changed_ && saves_ == 0) co_return VK_EOK;
   uint32_t status = VK_EOK;
   uint32_t erasures = 0;
+  // If all was forgotten meanwhile, what was written may have come into the store behind the
+  // erasing.
   do {
     erasures = state_.erasures;
     status = co_await write();
-    // What was forgotten meanwhile may have come into the store behind the erasing.
   } while (erasures != state_.erasures);
   co_return status;
 }

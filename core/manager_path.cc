@@ -63,9 +63,9 @@ Path child_of(const Path& path, const std::string& name) {
   return longer;
 }
 
-bool can_be_child(const std::string& name, const Path& path, const rt::Limits& limits) {
+bool can_be_child(const std::string& name, std::size_t above, const rt::Limits& limits) {
   if (name.find('.') != std::string::npos || !is_sound(name, limits)) return false;
-  return can_be_asked_for(joined_object(path).size() + name.size(), limits);
+  return can_be_asked_for(above + name.size(), limits);
 }
 
 bool is_instance(std::string_view component) {

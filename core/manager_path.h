@@ -6,6 +6,7 @@
 // root. Components are taken as they are, so there is one way to write each: an instance number is
 // plain decimal without a leading zero, and no component is empty or "$".
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -31,9 +32,10 @@ std::string joined_object(const Path& path);
 /// A path with one more component.
 Path child_of(const Path& path, const std::string& name);
 
-/// Whether something at a path can have a child of that name: one sound component, which could be
-/// asked for within the limits.
-bool can_be_child(const std::string& name, const Path& path, const rt::Limits& limits);
+/// Whether a child can have that name: one sound component, which could be asked for within the
+/// limits.
+/// @param above how long the name of its object is, with the final "."
+bool can_be_child(const std::string& name, std::size_t above, const rt::Limits& limits);
 
 /// Whether a component is an instance number.
 bool is_instance(std::string_view component);

@@ -1,6 +1,7 @@
 #include "core/manager_walk.h"
 
 #include <algorithm>
+#include <cstring>
 #include <span>
 #include <utility>
 
@@ -43,6 +44,28 @@ Path dm_path(const Path& path) {
 OwnedValue list_of(vk_value& answer) {
   const bool there = member(answer, "ParameterList") != nullptr;
   return OwnedValue(there ? vk_object_extract(&answer, "ParameterList") : nullptr);
+}
+
+// Takes out of a tree, with all below, what nothing can be called, and tells the last of these.
+// @param above how long the name of the tree is, with the final "."
+void drop_unsound(vk_value& tree, std::size_t above, const rt::Limits& limits,
+                  std::string& dropped) {
+  if (tree.type != VK_TYPE_OBJECT) return;
+  std::vector<std::string> unsound;
+  for (vk_value& child : each_item(tree)) {
+    if (can_be_child(child.id, above, limits)) {
+      drop_unsound(child, above + std::strlen(child.id) + 1, limits, dropped);
+    } else {
+      unsound.emplace_back(child.id);
+    }
+  }
+  for (const std::string& name : unsound) OwnedValue(vk_object_extract(&tree, name.c_str()));
+  if (!unsound.empty()) dropped = unsound.back();
+}
+
+void log_dropped(const Registration& from, const Path& path, const std::string& name) {
+  log(VK_LOG_ERROR, "The module %s names a child that nothing can be called, %s, of %s",
+      escaped(from.module).c_str(), escaped(name).c_str(), escaped(joined(path)).c_str());
 }
 
 void add_once(Path& names, const std::string& name) {
@@ -156,17 +179,16 @@ asio::awaitable<std::optional<Path>> Walk::level(Path path) {
 
 void Walk::add_children(Path& names, const Registration& from, const Path& path,
                         const vk_value& told) const {
+  const std::size_t above = joined_object(path).size();
   const char* dropped = nullptr;
   for (const vk_value& child : each_item(told)) {
-    if (can_be_child(child.id, path, limits_)) {
+    if (can_be_child(child.id, above, limits_)) {
       add_once(names, child.id);
     } else {
       dropped = child.id;
     }
   }
-  if (dropped == nullptr) return;
-  log(VK_LOG_ERROR, "The module %s names a child that nothing can be called, %s, of %s",
-      escaped(from.module).c_str(), escaped(dropped).c_str(), escaped(joined(path)).c_str());
+  if (dropped != nullptr) log_dropped(from, path, dropped);
 }
 
 asio::awaitable<std::optional<Path>> Walk::children(Path path) {
@@ -202,10 +224,15 @@ asio::awaitable<std::vector<Path>> Walk::expand(Registration registration, Path 
   co_return paths;
 }
 
-asio::awaitable<OwnedValue> Walk::value_of(uint64_t registration, Path path) {
-  Reply reply = co_await ask(registration, VK_DM_GET, path);
-  if (!says(reply, registration, path)) co_return nullptr;
-  co_return list_of(*reply.value);
+asio::awaitable<OwnedValue> Walk::value_of(Registration from, Path path) {
+  const Reply reply = co_await ask(from.id, VK_DM_GET, path);
+  if (!says(reply, from.id, path)) co_return nullptr;
+  OwnedValue value = list_of(*reply.value);
+  if (value == nullptr) co_return nullptr;
+  std::string dropped;
+  drop_unsound(*value, joined_object(path).size(), limits_, dropped);
+  if (!dropped.empty()) log_dropped(from, path, dropped);
+  co_return value;
 }
 
 asio::awaitable<OwnedValue> Walk::values(Path path) {
@@ -221,7 +248,7 @@ asio::awaitable<OwnedValue> Walk::values(Path path) {
       paths = co_await expand(*handler, path);
     }
     for (const Path& each : paths) {
-      OwnedValue value = co_await value_of(handler->id, each);
+      OwnedValue value = co_await value_of(*handler, each);
       if (value == nullptr || value->type == VK_TYPE_ANY) continue;
       charge(each, count_nodes(*value));
       const Path inside(each.begin() + static_cast<std::ptrdiff_t>(path.size()), each.end());

@@ -61,7 +61,8 @@ class Walk {
   /// The paths that a registration below a path stands for.
   asio::awaitable<std::vector<Path>> expand(Registration registration, Path path);
 
-  /// The merged answer to get at a path and below; null if there is nothing.
+  /// The merged answer to get at a path and below, without what nothing can be called; null if
+  /// there is nothing.
   asio::awaitable<OwnedValue> values(Path path);
   /// The value of one parameter; null if there is none.
   asio::awaitable<OwnedValue> parameter(Path path);
@@ -96,7 +97,7 @@ class Walk {
   asio::awaitable<bool> names_instances(Registration registration, Path path);
   void add_children(Path& names, const Registration& from, const Path& path,
                     const vk_value& told) const;
-  asio::awaitable<OwnedValue> value_of(uint64_t registration, Path path);
+  asio::awaitable<OwnedValue> value_of(Registration from, Path path);
 
   Router& router_;
   const CallPtr call_;

@@ -186,6 +186,16 @@ TEST_F(ManagerWalk, DropsChildrenThatNothingCanBeCalled) {
   EXPECT_EQ(log.lines().size(), 1U);
 }
 
+TEST_F(ManagerWalk, DropsValuesThatNothingCanBeCalled) {
+  const LogSpy log;
+  Provider& provider = add("Device", {});
+  const Tree inner = object({{"$", text("x")}, {"Good", text("good")}, {"Bad.", object({})}});
+  provider.objects = {"Device"};
+  provider.additions["get Device"] = {"ParameterList", object({{"A", inner}, {"007", inner}})};
+  EXPECT_EQ(values({"Device."}), device({{"A", object({{"Good", text("good")}})}}));
+  EXPECT_EQ(log.lines().size(), 1U);
+}
+
 TEST_F(ManagerWalk, DropsChildrenBeyondWhatCanBeAskedFor) {
   const LogSpy log;
   options.limits.path = 12;
