@@ -95,8 +95,7 @@ vk_error Module::dispatch() {
   }
   serve_ready();
   if (watches_ready) deliver_ready();
-  if (!session_->has_serving_line()) session_->offer_serving_line();
-  if (!session_->has_serving_line()) session_->close();
+  session_->keep_serving_line();
   return VK_EOK;
 }
 

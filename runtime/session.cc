@@ -30,9 +30,9 @@ vk_error Session::begin(Fd fd, bool& refused) {
   limits_ = Limits();
   ModuleLine* main = nullptr;
   vk_error error = add(std::move(fd), Role::kMain, main);
-  if (error == VK_EOK) error = attach(*main, refused);
+  if (error == VK_EOK) error = attach(*main, Deadline::in(kOpeningTime), refused);
   open_ = error == VK_EOK;
-  return open_ ? open_serving_line(kOpeningTime, refused) : error;
+  return open_ ? open_serving_line(Deadline::in(kOpeningTime), refused) : error;
 }
 
 void Session::close() {
@@ -50,10 +50,11 @@ vk_error Session::take_calling_line(ModuleLine*& line) {
   if (!open_) return VK_EIO;
   line = idle_calling_line();
   if (line == nullptr) {
-    vk_error error = connect(Role::kCalling, line);
+    const Deadline deadline = Deadline::in(kOpeningTime);
+    vk_error error = connect(Role::kCalling, deadline, line);
     if (error != VK_EOK) return error;
     bool refused = false;
-    error = attach(*line, refused);
+    error = attach(*line, deadline, refused);
     if (error != VK_EOK) {
       remove(*line);
       return refused || error == VK_ENOMEM ? error : VK_EIO;
@@ -82,15 +83,21 @@ void Session::offer_serving_line() {
     if (line->role == Role::kTurning || (line->role == Role::kServing && !line->busy)) return;
   }
   bool refused = false;
-  static_cast<void>(open_serving_line(kSpareTime, refused));
+  static_cast<void>(open_serving_line(Deadline::in(kSpareTime), refused));
+}
+
+void Session::keep_serving_line() {
+  if (!open_ || has_serving_line()) return;
+  bool refused = false;
+  if (open_serving_line(Deadline::in(kOpeningTime), refused) != VK_EOK) close();
 }
 
 // One that has not turned when the time is up turns later.
-vk_error Session::open_serving_line(int milliseconds, bool& refused) {
+vk_error Session::open_serving_line(const Deadline& deadline, bool& refused) {
   ModuleLine* line = nullptr;
-  vk_error error = connect(Role::kTurning, line);
+  vk_error error = connect(Role::kTurning, deadline, line);
   if (error != VK_EOK) return error;
-  error = open_for_serving(line->line, descriptor_, Deadline::in(milliseconds), refused);
+  error = open_for_serving(line->line, descriptor_, deadline, refused);
   if (error == VK_EOK) {
     turn(*line);
   } else if (refused || error != VK_ETIMEDOUT) {
@@ -195,16 +202,16 @@ vk_error Session::add(Fd fd, Role role, ModuleLine*& line) {
 }
 
 // A core that is there, but whose main line has ended, is another one.
-vk_error Session::connect(Role role, ModuleLine*& line) {
+vk_error Session::connect(Role role, const Deadline& deadline, ModuleLine*& line) {
   Fd fd;
   vk_error error = VK_EIO;
-  if (first_->line.is_quiet()) error = connect_now(socket_, Deadline::in(kOpeningTime), -1, fd);
+  if (first_->line.is_quiet()) error = connect_now(socket_, deadline, -1, fd);
   if (!first_->line.is_quiet()) close();
   return open_ && error == VK_EOK ? add(std::move(fd), role, line) : VK_EIO;
 }
 
-vk_error Session::attach(ModuleLine& line, bool& refused) {
-  return open_as_module(line.line, descriptor_, Deadline::in(kOpeningTime), limits_, refused);
+vk_error Session::attach(ModuleLine& line, const Deadline& deadline, bool& refused) {
+  return open_as_module(line.line, descriptor_, deadline, limits_, refused);
 }
 
 ModuleLine* Session::idle_calling_line() {

@@ -73,6 +73,9 @@ class Session {
   /// Sees to it that the core finds a serving line idle, if one can be had in short time.
   void offer_serving_line();
 
+  /// Replaces the last serving line if it was lost. Closes the session if the core gives none.
+  void keep_serving_line();
+
   /// Gives a line back: it is idle again, or gone if it was lost.
   void give_back(ModuleLine& line);
 
@@ -89,15 +92,13 @@ class Session {
   /// Whether `next_request` has something to look at.
   bool has_ready() const;
 
-  /// Whether a serving line is there, busy ones and turning ones included.
-  bool has_serving_line() const;
-
  private:
   [[nodiscard]] vk_error add(Fd fd, Role role, ModuleLine*& line);
-  [[nodiscard]] vk_error connect(Role role, ModuleLine*& line);
-  [[nodiscard]] vk_error attach(ModuleLine& line, bool& refused);
+  [[nodiscard]] vk_error connect(Role role, const Deadline& deadline, ModuleLine*& line);
+  [[nodiscard]] vk_error attach(ModuleLine& line, const Deadline& deadline, bool& refused);
   [[nodiscard]] vk_error begin(Fd fd, bool& refused);
-  [[nodiscard]] vk_error open_serving_line(int milliseconds, bool& refused);
+  [[nodiscard]] vk_error open_serving_line(const Deadline& deadline, bool& refused);
+  bool has_serving_line() const;
   ModuleLine* idle_calling_line();
   bool look_at(ModuleLine& line);
   bool is_polled(const ModuleLine& line) const;

@@ -7,6 +7,7 @@
 #include <sys/un.h>
 #include <sys/wait.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -17,6 +18,7 @@
 namespace vesk::test {
 namespace {
 
+constexpr int kBacklog = 16;
 constexpr unsigned int kPatience = 20;  // seconds; then the script is ended by a signal
 
 void end_script() {
@@ -81,6 +83,23 @@ Peer FakeCore::Listener::accept() const {
 bool FakeCore::Listener::is_quiet() const {
   pollfd waiting = {fd_, POLLIN, 0};
   return poll(&waiting, 1, 0) == 0;
+}
+
+void FakeCore::Listener::fill() const {
+  sockaddr_un address = {};
+  socklen_t size = sizeof address;
+  EXPECT_EQ(0, getsockname(fd_, reinterpret_cast<sockaddr*>(&address), &size));
+  EXPECT_EQ(0, listen(fd_, 0));
+  for (int made = 0; made == 0;) {
+    const rt::Fd fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    made = connect(fd.get(), reinterpret_cast<const sockaddr*>(&address), size);
+  }
+  EXPECT_EQ(EAGAIN, errno);
+}
+
+void FakeCore::Listener::drain() const {
+  EXPECT_EQ(0, listen(fd_, kBacklog));
+  while (!is_quiet()) accept();
 }
 
 Peer FakeCore::Listener::main_line(const Tree& answer) const {
@@ -153,7 +172,7 @@ rt::Fd listening_at(const std::string& path) {
   address.sun_family = AF_UNIX;
   path.copy(address.sun_path, sizeof address.sun_path - 1);
   EXPECT_EQ(0, bind(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address));
-  EXPECT_EQ(0, listen(fd.get(), 16));
+  EXPECT_EQ(0, listen(fd.get(), kBacklog));
   return fd;
 }
 

@@ -72,6 +72,10 @@ class FakeCore {
     /// Whether nobody waits to be accepted.
     bool is_quiet() const;
 
+    /// Leaves no room for those who want to be accepted, until it drops them.
+    void fill() const;
+    void drain() const;
+
     // A module's lines, with what has to be said at their beginning.
     Peer main_line(const Tree& answer = object({{"Version", text("1")}})) const;
     Peer calling_line() const { return main_line(); }

@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
+
 #include "tests/unit/runtime/module_test_base.h"
 
 // What a module does while it waits.
@@ -9,6 +11,12 @@ namespace vesk::test {
 namespace {
 
 using testing::ElementsAre;
+
+std::chrono::nanoseconds time_of(const std::function<void()>& run) {
+  const auto begin = std::chrono::steady_clock::now();
+  run();
+  return std::chrono::steady_clock::now() - begin;
+}
 
 class ModuleNesting : public ModuleTest {
  protected:
@@ -140,6 +148,28 @@ TEST_F(ModuleNesting, GoesOnWithoutALineThatIsLate) {
     EXPECT_EQ(VK_EOK, module.serving.read_response().status);
     EXPECT_EQ(VK_EOK, spare.asked(2, "inner", 0).status);
   });
+}
+
+// A line costs the same time whether the core does not accept it or does not answer on it.
+TEST_F(ModuleNesting, GoesOnWithoutALineThatIsNotAccepted) {
+  std::chrono::nanoseconds unaccepted{};
+  std::chrono::nanoseconds unanswered{};
+  outer = [&](vk_frame&, void*) {
+    unaccepted = time_of([] { EXPECT_EQ(VK_EOK, called("first")); });
+    unanswered = time_of([] { EXPECT_EQ(VK_EOK, called("second")); });
+    return VK_EOK;
+  };
+  run([](const Attached& module, const Peer& calling) {
+    module.listener.fill();
+    module.serving.ask(1, "outer", 0);
+    EXPECT_EQ("first", calling.read_request().path);
+    module.listener.drain();
+    calling.answer(VK_EOK);
+    const Peer silent = module.listener.accept();
+    expect_told(calling, "second", any());
+    EXPECT_EQ(VK_EOK, module.serving.read_response().status);
+  });
+  EXPECT_LT(unaccepted, 4 * unanswered);
 }
 
 TEST_F(ModuleNesting, LosesALineThatIsLateAndRefused) {
