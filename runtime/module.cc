@@ -39,9 +39,7 @@ vk_error Module::init(const char* socket, vk_value* params) {
   if (socket_ == nullptr || params == nullptr) return VK_ENOMEM;
   context_ = {descriptor_.name, params, heap_.get()};
   session_ = make<Session>(poller_, descriptor_, socket_.get());
-  if (session_ == nullptr) return VK_ENOMEM;
-  watches_identity_ = poller_.new_identity();
-  return poller_.add(watches_.fd(), watches_identity_) == 0 ? VK_EOK : VK_ENOMEM;
+  return session_ == nullptr || poller_.fd() < 0 ? VK_ENOMEM : VK_EOK;
 }
 
 // A core that went away while it was spoken to is waited for like one that is not there yet.
@@ -89,12 +87,9 @@ vk_error Module::dispatch() {
   watches_.check();
   epoll_event events[kMostEvents];
   const int count = poller_.events(events, kMostEvents);
-  bool watches_ready = false;
-  for (int i = 0; i < count; ++i) {
-    if (!session_->mark_ready(events[i].data.u64)) watches_ready = true;
-  }
+  for (int i = 0; i < count; ++i) session_->mark_ready(events[i].data.u64);
   serve_ready();
-  if (watches_ready) deliver_ready();
+  for (int i = 0; i < count; ++i) deliver_ready(events[i].data.u64);
   session_->keep_serving_line();
   return VK_EOK;
 }

@@ -69,7 +69,7 @@ class Module {
   [[nodiscard]] vk_error await(ModuleLine& line, vk_error sent);
   void serve(ModuleLine& line);
   void serve_ready();
-  void deliver_ready();
+  void deliver_ready(uint64_t identity);
   void deliver(const Watch& watch, uint32_t events);
   void note_loss();
   [[nodiscard]] vk_error reconnect();
@@ -86,8 +86,7 @@ class Module {
 
   Registry registry_;
   Poller poller_;
-  Watches watches_;
-  uint64_t watches_identity_ = 0;
+  Watches watches_{poller_};
   Made<Session> session_;
 
   bool lost_ = false;

@@ -8,12 +8,6 @@
 #include "vesk/value/member.h"
 
 namespace vesk::rt {
-namespace {
-
-constexpr int kMostEvents = 16;
-
-}  // namespace
-
 void Module::serve_ready() {
   while (ModuleLine* const line = session_->next_request()) serve(*line);
 }
@@ -31,17 +25,15 @@ void Module::serve(ModuleLine& line) {
   session_->give_back(line);
 }
 
-void Module::deliver_ready() {
-  epoll_event events[kMostEvents];
-  const int count = watches_.events(events, kMostEvents);
-  for (int i = 0; i < count; ++i) {
-    const Watch* const watch = watches_.find(events[i].data.u64);
-    if (watch == nullptr) continue;
-    if (registry_.next_ready(0) == nullptr) {
-      watches_.end(*watch, "there is no handler for it");
-    } else {
-      deliver(*watch, events[i].events);
-    }
+// Identities of lines, and of watches that have ended, find none.
+void Module::deliver_ready(uint64_t identity) {
+  Watch* const watch = watches_.find(identity);
+  epoll_event event = {};
+  if (watch == nullptr || watch->poller.events(&event, 1) != 1) return;
+  if (registry_.next_ready(0) == nullptr) {
+    watches_.end(*watch, "there is no handler for it");
+  } else {
+    deliver(*watch, event.events);
   }
 }
 

@@ -130,11 +130,10 @@ bool Session::is_polled(const ModuleLine& line) const {
   return line.role == Role::kCalling ? line.busy && !line.line.is_complete() : !line.busy;
 }
 
-bool Session::mark_ready(uint64_t identity) {
+void Session::mark_ready(uint64_t identity) {
   ModuleLine* line = first_.get();
   while (line != nullptr && line->identity != identity) line = line->next.get();
   if (line != nullptr) line->ready = true;
-  return line != nullptr;
 }
 
 ModuleLine* Session::next_request() {

@@ -82,8 +82,8 @@ class Session {
   /// Waits until something comes on a calling line that is busy or on a line of the poller.
   void wait();
 
-  /// Says that something may have come on a line. False if there is none of that identity.
-  bool mark_ready(uint64_t identity);
+  /// Says that something may have come on the line of an identity, if it is one of a line.
+  void mark_ready(uint64_t identity);
 
   /// Looks at what has come on the lines that are ready. Gives a line with a request, which is busy
   /// from now on; null when nothing is left to look at. May close the session.

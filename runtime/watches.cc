@@ -29,7 +29,8 @@ vk_error Watches::add(vk_allocator* heap, int fd, const char* path) {
   if (made->path == nullptr) return VK_ENOMEM;
   made->fd = fd;
   made->identity = poller_.new_identity();
-  const int error = poller_.add(fd, made->identity);
+  if (poller_.add(made->poller.fd(), made->identity) != 0) return VK_ENOMEM;
+  const int error = made->poller.add(fd, made->identity);
   if (error != 0) return refusal_for(error);
   made->next = std::move(first_);
   first_ = std::move(made);
@@ -40,21 +41,20 @@ vk_error Watches::del(int fd) {
   const Watch* watch = first_.get();
   while (watch != nullptr && watch->fd != fd) watch = watch->next.get();
   if (watch == nullptr) return VK_ENOENT;
-  poller_.remove(fd);
   remove(*watch);
   return VK_EOK;
 }
 
 void Watches::check() {
-  for (const Watch* watch = first_.get(); watch != nullptr;) {
-    const Watch* const next = watch->next.get();
-    if (poller_.renew(watch->fd, watch->identity) != 0) end(*watch, "it is no longer open");
+  for (Watch* watch = first_.get(); watch != nullptr;) {
+    Watch* const next = watch->next.get();
+    if (watch->poller.renew(watch->fd, watch->identity) != 0) end(*watch, "it is no longer open");
     watch = next;
   }
 }
 
-const Watch* Watches::find(uint64_t identity) const {
-  const Watch* watch = first_.get();
+Watch* Watches::find(uint64_t identity) const {
+  Watch* watch = first_.get();
   while (watch != nullptr && watch->identity != identity) watch = watch->next.get();
   return watch;
 }
@@ -62,13 +62,13 @@ const Watch* Watches::find(uint64_t identity) const {
 void Watches::end(const Watch& watch, const char* reason) {
   vk_log(kLogLibrary, VK_LOG_ERROR, "runtime/watches", __LINE__, __func__,
          "Descriptor %d of '%s' is watched no longer: %s", watch.fd, watch.path.get(), reason);
-  poller_.remove(watch.fd);
   remove(watch);
 }
 
 void Watches::remove(const Watch& watch) {
   Made<Watch>* link = &first_;
   while (link->get() != &watch) link = &(*link)->next;
+  poller_.remove(watch.poller.fd());
   *link = std::move((*link)->next);
 }
 

@@ -1,8 +1,8 @@
 #pragma once
 
-// The descriptors that the module has asked to be watched. They have a poller of their own, whose
-// descriptor tells that one of them is ready: so what was closed without a word and what the
-// runtime opened under the same number since cannot be mixed up.
+// The descriptors that the module has asked to be watched. Each has a poller of its own, and the
+// module's waits for that: so what was closed without a word is not mixed up with what has its
+// number now, and ends with its poller even while a duplicate keeps it open.
 
 #include <cstdint>
 
@@ -15,18 +15,17 @@ namespace vesk::rt {
 
 struct Watch {
   int fd;
-  uint64_t identity;  ///< of its events
+  uint64_t identity;  ///< of its poller
+  Poller poller;
   Owned<char, vk_free> path;
   Made<Watch> next;
 };
 
 class Watches {
  public:
+  /// The module's poller is borrowed.
+  explicit Watches(Poller& poller) : poller_(poller) {}
   ~Watches();
-
-  /// A descriptor that is readable when `events` has some.
-  int fd() const { return poller_.fd(); }
-  int events(epoll_event* first, int most) { return poller_.events(first, most); }
 
   /// @return `VK_EOK`; `VK_EEXIST`; `VK_EINVAL` for what is no open descriptor; `VK_EOPNOTSUPP` for
   ///         one that is always ready, as a file is; `VK_ENOMEM`
@@ -38,8 +37,8 @@ class Watches {
   /// Ends the watch of each descriptor that was closed meanwhile, or is another one by now.
   void check();
 
-  /// The watch of an event, or null if it ended meanwhile.
-  const Watch* find(uint64_t identity) const;
+  /// The watch of an identity, or null if it ended meanwhile.
+  Watch* find(uint64_t identity) const;
 
   /// Ends a watch for a reason, which is logged.
   void end(const Watch& watch, const char* reason);
@@ -47,7 +46,7 @@ class Watches {
  private:
   void remove(const Watch& watch);
 
-  Poller poller_;
+  Poller& poller_;
   Made<Watch> first_;
 };
 

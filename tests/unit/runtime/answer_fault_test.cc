@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include "runtime/answer.h"
 #include "runtime/watches.h"
@@ -68,12 +69,24 @@ TEST(WatchesFault, LeavesTheDescriptorUnwatched) {
   const rt::Fd read(ends[0]);
   const rt::Fd write(ends[1]);
   for_every_allocation_fault([&](AllocationFault& fault) {
-    rt::Watches watches;
+    rt::Poller poller;
+    rt::Watches watches(poller);
     const vk_error error =
         fault.during([&] { return watches.add(vk_default_allocator(), read.get(), "path"); });
     EXPECT_EQ(fault.struck() ? VK_ENOMEM : VK_EOK, error);
     EXPECT_EQ(fault.struck() ? VK_ENOENT : VK_EOK, watches.del(read.get()));
   });
+}
+
+TEST(WatchesFault, IsToldWhenNoDescriptorIsLeftForThePoller) {
+  rt::Poller poller;
+  rt::Watches watches(poller);
+  rlimit before = {};
+  ASSERT_EQ(0, getrlimit(RLIMIT_NOFILE, &before));
+  const rlimit none = {0, before.rlim_max};
+  ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &none));
+  EXPECT_EQ(VK_ENOMEM, watches.add(vk_default_allocator(), 0, "path"));
+  EXPECT_EQ(0, setrlimit(RLIMIT_NOFILE, &before));
 }
 
 }  // namespace

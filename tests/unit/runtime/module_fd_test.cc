@@ -55,6 +55,11 @@ class ModuleFd : public ModuleTest {
     run_until([&] { return ++rounds > 3; });
   }
 
+  bool is_awake() const {
+    pollfd loop = {vk_module_get_fd(runtime), POLLIN, 0};
+    return poll(&loop, 1, 0) == 1;
+  }
+
   Pair pair;
   std::vector<Tree> seen;  ///< the values of the frames
   Handler ready = [this](vk_frame& frame, void*) {
@@ -141,6 +146,32 @@ TEST_F(ModuleFd, IsWatchedNoLongerOnceItIsClosed) {
                                                             " of '/dev/some' is watched no longer: "
                                                             "it is no longer open"}));
   EXPECT_EQ(VK_ENOENT, vk_fd_unregister(fd));
+}
+
+// What was closed is still known to the kernel as long as a duplicate of it is open.
+TEST_F(ModuleFd, WakesTheLoopNoMoreOnceItIsClosedThoughADuplicateIsOpen) {
+  begin_watching();
+  EXPECT_EQ(VK_EOK, vk_fd_register("/dev/some", pair.here.get()));
+  const rt::Fd duplicate(dup(pair.here.get()));
+  log.forget();
+  pair.here.reset();
+  pair.speak();
+  run_on();
+  EXPECT_THAT(log.lines(), SizeIs(1));
+  EXPECT_FALSE(is_awake());
+  EXPECT_THAT(seen, IsEmpty());
+}
+
+TEST_F(ModuleFd, WakesTheLoopNoMoreThoughItIsUnregisteredAfterItIsClosed) {
+  begin_watching();
+  const int fd = pair.here.get();
+  EXPECT_EQ(VK_EOK, vk_fd_register("/dev/some", fd));
+  const rt::Fd duplicate(dup(fd));
+  pair.here.reset();
+  pair.speak();
+  EXPECT_TRUE(is_awake());
+  EXPECT_EQ(VK_EOK, vk_fd_unregister(fd));
+  EXPECT_FALSE(is_awake());
 }
 
 TEST_F(ModuleFd, IsNotTakenForAnotherOneOfItsNumber) {
