@@ -185,7 +185,6 @@ bool Session::has_serving_line() const {
 
 // Behind the main line, which is the first.
 vk_error Session::add(Fd fd, Role role, ModuleLine*& line) {
-  if (count_ == kMostLines) return VK_EBUSY;
   Made<ModuleLine> made = make<ModuleLine>(std::move(fd), role);
   if (made == nullptr) return VK_ENOMEM;
   if (role != Role::kCalling) {
@@ -202,6 +201,7 @@ vk_error Session::add(Fd fd, Role role, ModuleLine*& line) {
 
 // A core that is there, but whose main line has ended, is another one.
 vk_error Session::connect(Role role, const Deadline& deadline, ModuleLine*& line) {
+  if (count_ == kMostLines) return VK_EBUSY;
   Fd fd;
   vk_error error = VK_EIO;
   if (first_->line.is_quiet()) error = connect_now(socket_, deadline, -1, fd);

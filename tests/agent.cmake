@@ -7,6 +7,7 @@ if(VESK_RUNTIME)
     unit/runtime/client_test.cc
     unit/runtime/fake_core.cc
     unit/runtime/libc_watch.cc
+    unit/runtime/line_test.cc
     unit/runtime/message_test.cc
     unit/runtime/module_begin_test.cc
     unit/runtime/module_call_test.cc
@@ -17,11 +18,12 @@ if(VESK_RUNTIME)
     unit/runtime/module_nesting_test.cc
     unit/runtime/module_serving_test.cc
     unit/runtime/module_test_base.cc
+    unit/runtime/module_time_test.cc
     unit/runtime/scan_limits_test.cc
     unit/runtime/scan_test.cc)
   target_link_libraries(runtime_tests PRIVATE vesk_runtime_objects)
   target_link_options(runtime_tests PRIVATE -Wl,--wrap=send -Wl,--wrap=getsockopt
-                      -Wl,--wrap=geteuid)
+                      -Wl,--wrap=geteuid -Wl,--wrap=clock_gettime -Wl,--wrap=poll)
 endif()
 
 if(VESK_CORE)

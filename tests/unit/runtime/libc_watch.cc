@@ -1,20 +1,38 @@
 #include "tests/unit/runtime/libc_watch.h"
 
+#include <poll.h>
 #include <sys/socket.h>
+#include <time.h>
+
+#include <algorithm>
 
 extern "C" {
 ssize_t __real_send(int fd, const void* bytes, std::size_t size, int flags);
 int __real_getsockopt(int fd, int level, int name, void* value, socklen_t* size);
 uid_t __real_geteuid();
+int __real_clock_gettime(clockid_t clock, timespec* time);
+int __real_poll(pollfd* fds, nfds_t count, int timeout);
 ssize_t __wrap_send(int fd, const void* bytes, std::size_t size, int flags);
 int __wrap_getsockopt(int fd, int level, int name, void* value, socklen_t* size);
 uid_t __wrap_geteuid();
+int __wrap_clock_gettime(clockid_t clock, timespec* time);
+int __wrap_poll(pollfd* fds, nfds_t count, int timeout);
 }
 
 namespace vesk::test {
 namespace {
 Sends* sends = nullptr;
 Users* users = nullptr;
+Time* times = nullptr;
+
+constexpr int64_t kSecond = 1000000000;
+
+int64_t real_now() {
+  timespec time = {};
+  __real_clock_gettime(CLOCK_MONOTONIC, &time);
+  return int64_t{time.tv_sec} * kSecond + time.tv_nsec;
+}
+
 }  // namespace
 
 Sends::Sends() { sends = this; }
@@ -23,9 +41,16 @@ Sends::~Sends() { sends = nullptr; }
 Users::Users(uid_t its, uid_t ours) : server(its), own(ours) { users = this; }
 Users::~Users() { users = nullptr; }
 
+Time::Time(int times_as_fast) : speed_(times_as_fast), begin_(real_now()) { times = this; }
+Time::~Time() { times = nullptr; }
+
+int64_t Time::now() const { return begin_ + (real_now() - begin_) * speed_ + passed_; }
+
 }  // namespace vesk::test
 
+using vesk::test::kSecond;
 using vesk::test::sends;
+using vesk::test::times;
 using vesk::test::users;
 
 ssize_t __wrap_send(int fd, const void* bytes, std::size_t size, int flags) {
@@ -40,3 +65,16 @@ int __wrap_getsockopt(int fd, int level, int name, void* value, socklen_t* size)
 }
 
 uid_t __wrap_geteuid() { return users != nullptr ? users->own : __real_geteuid(); }
+
+int __wrap_clock_gettime(clockid_t clock, timespec* time) {
+  if (times == nullptr) return __real_clock_gettime(clock, time);
+  const int64_t now = times->now();
+  time->tv_sec = static_cast<time_t>(now / kSecond);
+  time->tv_nsec = static_cast<long>(now % kSecond);
+  return 0;
+}
+
+int __wrap_poll(pollfd* fds, nfds_t count, int timeout) {
+  const bool shorter = times != nullptr && times->speed() != 0 && timeout > 0;
+  return __real_poll(fds, count, shorter ? std::max(1, timeout / times->speed()) : timeout);
+}

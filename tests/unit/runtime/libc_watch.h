@@ -1,10 +1,12 @@
 #pragma once
 
-// Watches and bends what the runtime asks of sockets. The test program wraps `send`, `getsockopt`
-// and `geteuid` at link time; without one of these they are libc's own.
+// Watches and bends what the runtime asks of sockets and clocks. The test program wraps `send`,
+// `getsockopt`, `geteuid`, `clock_gettime` and `poll` at link time; without one of these they are
+// libc's own.
 
 #include <sys/types.h>
 
+#include <cstdint>
 #include <vector>
 
 namespace vesk::test {
@@ -34,6 +36,30 @@ class Users {
 
   uid_t server;
   uid_t own;
+};
+
+/// While it lives, time passes so many times as fast, and waiting is as much shorter; or it stands
+/// still, if that is 0.
+class Time {
+ public:
+  explicit Time(int times_as_fast);
+  ~Time();
+  Time(const Time&) = delete;
+  Time& operator=(const Time&) = delete;
+
+  void pass(int milliseconds) { passed_ += int64_t{milliseconds} * 1000000; }
+
+  /// The milliseconds that have passed.
+  int64_t passed() const { return (now() - begin_) / 1000000; }
+
+  // In nanoseconds.
+  int64_t now() const;
+  int speed() const { return speed_; }
+
+ private:
+  int speed_;
+  int64_t begin_;
+  int64_t passed_ = 0;  // by `pass`
 };
 
 }  // namespace vesk::test

@@ -6,6 +6,8 @@
 #include <syslog.h>
 #include <unistd.h>
 
+#include <set>
+
 #include "tests/unit/runtime/module_test_base.h"
 #include "vesk/storage/fd.h"
 
@@ -272,6 +274,22 @@ TEST_F(ModuleFd, IsDeliveredWhileTheCoreIsAway) {
   run_on();
   pair.speak();
   run_until([&] { return !seen.empty(); });
+}
+
+// None keeps the others waiting, however many are ready at once and stay so.
+TEST_F(ModuleFd, IsDeliveredThoughManyAreReady) {
+  std::set<int> told;
+  ready = [&](vk_frame& frame, void*) {
+    told.insert(vk_fd_frame_get_fd(&frame));
+    return VK_EOK;
+  };
+  begin_watching();
+  const std::vector<Pair> pairs(50);
+  for (const Pair& one : pairs) {
+    one.speak();
+    EXPECT_EQ(VK_EOK, vk_fd_register("", one.here.get()));
+  }
+  run_until([&] { return told.size() == pairs.size(); });
 }
 
 TEST_F(ModuleFd, MayEndTheWatchOfAnotherThatIsReady) {

@@ -185,6 +185,33 @@ TEST_F(ModuleNesting, LosesALineThatIsLateAndRefused) {
   });
 }
 
+// A main line, and of those to serve and to call on one for each level and one for what is next.
+TEST_F(ModuleNesting, EndsWhereThereAreTooManyLines) {
+  constexpr std::size_t kLevels = 63;
+  run([](const Attached& module, const Peer& first) {
+    std::vector<Peer> serving;
+    std::vector<Peer> calling;
+    const auto asked = [&](std::size_t level) -> const Peer& {
+      return level == 0 ? module.serving : serving[level - 1];
+    };
+    const auto asking = [&](std::size_t level) -> const Peer& {
+      return level == 0 ? first : calling[level - 1];
+    };
+    for (std::size_t level = 0; level < kLevels; ++level) {
+      asked(level).ask(1, "outer", 0);
+      serving.push_back(module.listener.serving_line());
+      if (level != 0) calling.push_back(module.calling_line());
+      asking(level).read_request();
+    }
+    EXPECT_EQ(VK_EBUSY, asked(kLevels).asked(1, "outer", 0).status);
+    EXPECT_TRUE(module.listener.is_quiet());
+    for (std::size_t level = kLevels; level-- != 0;) {
+      asking(level).answer(VK_EOK);
+      EXPECT_EQ(VK_EOK, asked(level).read_response().status);
+    }
+  });
+}
+
 // When the inner handler returns, both the outer call's answer and a new request have come.
 TEST_F(ModuleNesting, LooksAtTheAwaitedAnswerBeforeFurtherRequests) {
   const Gate began;

@@ -3,15 +3,16 @@
 #include <fcntl.h>
 #include <poll.h>
 
+#include <chrono>
+
 #include "lib/frame.h"
-#include "runtime/deadline.h"
 #include "vesk/mm/gta.h"
 #include "vesk/mm/stack.h"
 
 namespace vesk::test {
 namespace {
 
-constexpr int kPatience = 15000;
+constexpr std::chrono::seconds kPatience(15);
 
 std::function<vk_error(void**)>* current_start = nullptr;
 std::function<void(void*)>* current_stop = nullptr;
@@ -44,9 +45,10 @@ void ModuleTest::begin(vk_error expected) {
 }
 
 void ModuleTest::run_until(const std::function<bool()>& condition) {
-  const rt::Deadline deadline = rt::Deadline::in(kPatience);
+  using Clock = std::chrono::steady_clock;
+  const Clock::time_point deadline = Clock::now() + kPatience;
   while (!condition()) {
-    ASSERT_FALSE(deadline.passed()) << "what was waited for did not come";
+    ASSERT_LT(Clock::now(), deadline) << "what was waited for did not come";
     pollfd waiting = {vk_module_get_fd(runtime), POLLIN, 0};
     const int most = vk_module_get_timeout(runtime);
     poll(&waiting, 1, most < 0 || most > 100 ? 100 : most);
