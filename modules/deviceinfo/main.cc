@@ -114,16 +114,19 @@ uint32_t serve(void*, vk_frame* frame, void* tree) {
   return dmmgr_handler_funcs(&handlers, frame, tree);
 }
 
-// The code that was saved, if there is one that can be read. Of other failures the module ends, to
-// be started again: it must not pass for having none.
+// The code that was saved, if there is one that is of use. Of other failures the module ends, to be
+// started again: it must not pass for having none.
 vk_error load_code() {
   const OwnedFrame saved(vk_frame_new(nullptr));
   if (saved == nullptr) return VK_ENOMEM;
   const uint32_t result = vk_frame_call("sys.persistent.load.deviceinfo", saved.get());
-  if (result == VK_ENOENT || result == VK_EIO) return VK_EOK;  // nothing, or it is damaged
-  if (result != VK_EOK) return result;
-  const vk_value* const text = vk_object_find_item(vk_frame2value(saved.get()), kCode);
-  if (text != nullptr && text->type == VK_TYPE_STRING) take(code, text->payload.text);
+  if (result == VK_ENOENT) return VK_EOK;
+  if (result != VK_EOK && result != VK_EIO) return result;
+  const vk_value* const text = vk_value_find_by_path(vk_frame2value(saved.get()), kCode);
+  const bool found = text != nullptr && text->type == VK_TYPE_STRING;
+  if (!found || !take(code, text->payload.text)) {
+    VK_LOG(1, VK_LOG_ERROR, "The saved %s is of no use", kCode);
+  }
   return VK_EOK;
 }
 

@@ -2,10 +2,9 @@
  * Device.X_VESK_Scratch, the module to copy for a new one: a text "Note", and a table "Entry" of
  * "Name" and "Text" with its "EntryNumberOfEntries". All can be written but that number.
  *
- * What is served lies in one frame, since frames are what storage loads and saves: "Data" is the
- * subtree, "Last" the number of the newest entry: numbers only grow, so that none is used twice and
- * the table is in order without being an indexed object, which storage would forget. The first
- * change makes a copy, which a commit saves and serves from then on and a rollback drops.
+ * What is served lies in one frame, as storage loads and saves it: "Data" is the subtree, "Last"
+ * the number of the newest entry. Numbers only grow, so that none is used twice and the table is in
+ * order without being an indexed object, which storage would forget.
  */
 
 #include <stdio.h>
@@ -13,11 +12,7 @@
 #include <vesk/vesk.h>
 
 static vk_frame* served;
-static vk_frame* draft; /* null unless something was changed */
-
-static vk_value* data_of(const vk_frame* tree) {
-  return vk_object_find_item(vk_frame2value(tree), "Data");
-}
+static vk_frame* draft; /* a copy with what was changed; null if nothing was */
 
 static vk_value* addressed(const vk_value* data, const vk_frame* request) {
   return vk_value_find_by_path_node(data, vk_frame_get_extra_path(request));
@@ -64,11 +59,6 @@ static uint32_t set(vk_frame* frame, void* data) {
   return vk_value_copy(node, value);
 }
 
-/* Needs no memory, since the member is there. */
-static vk_error count_entries(vk_value* data, const vk_value* table) {
-  return vk_object_set_uint(data, "EntryNumberOfEntries", vk_object_get_size(table));
-}
-
 static uint32_t add(vk_frame* frame, void* data) {
   vk_value* table = vk_object_find_item(data, "Entry");
   if (addressed(data, frame) != table) return VK_ENOENT;
@@ -84,7 +74,7 @@ static uint32_t add(vk_frame* frame, void* data) {
     return VK_ENOMEM;
   }
   vk_value_set_uint(last, number);
-  return count_entries(data, table);
+  return vk_object_set_uint(data, "EntryNumberOfEntries", vk_object_get_size(table));
 }
 
 static uint32_t del(vk_frame* frame, void* data) {
@@ -92,7 +82,7 @@ static uint32_t del(vk_frame* frame, void* data) {
   const vk_value* entry = addressed(data, frame);
   if (entry == NULL || vk_object_find_item(table, entry->id) != entry) return VK_ENOENT;
   vk_object_delete_item(table, entry->id);
-  return count_entries(data, table);
+  return vk_object_set_uint(data, "EntryNumberOfEntries", vk_object_get_size(table));
 }
 
 /* Those who read see what is served, those who write the draft. */
@@ -112,15 +102,23 @@ static uint32_t serve(void* unused, vk_frame* frame, void* argument) {
   const uint32_t action = vk_frame_get_action(frame);
   const int writes = action == VK_DM_SET || action == VK_DM_ADD || action == VK_DM_DEL;
   const vk_frame* tree = writes ? open_draft() : served;
-  return tree == NULL ? VK_ENOMEM : dmmgr_handler_funcs(&handlers, frame, data_of(tree));
+  if (tree == NULL) return VK_ENOMEM;
+  return dmmgr_handler_funcs(&handlers, frame, vk_object_find_item(vk_frame2value(tree), "Data"));
+}
+
+static int has(const vk_value* tree, const char* path, vk_type type) {
+  const vk_value* node = vk_value_find_by_path(tree, path);
+  return node != NULL && node->type == type;
 }
 
 static vk_error make_empty(vk_value* tree) {
+  vk_frame_clear(served);
   vk_value* data = vk_object_init_object_with_policy(tree, "Data", VK_POLICY_ORDERED);
   const int made = data != NULL && vk_object_set_string(data, "Note", "") == VK_EOK &&
                    vk_object_set_uint(data, "EntryNumberOfEntries", 0) == VK_EOK &&
-                   vk_object_init_object_with_policy(data, "Entry", VK_POLICY_ORDERED) != NULL;
-  return made ? vk_object_set_uint(tree, "Last", 0) : VK_ENOMEM;
+                   vk_object_init_object_with_policy(data, "Entry", VK_POLICY_ORDERED) != NULL &&
+                   vk_object_set_uint(tree, "Last", 0) == VK_EOK;
+  return made ? VK_EOK : VK_ENOMEM;
 }
 
 static void stop(void* argument) {
@@ -132,9 +130,14 @@ static vk_error start(void** argument) {
   (void)argument;
   served = vk_frame_new(NULL);
   if (served == NULL) return VK_ENOMEM;
+  vk_value* tree = vk_frame2value(served);
   vk_error error = vk_frame_call("sys.persistent.load.scratch", served);
-  /* Nothing was saved, or it is damaged; of other failures the module ends, to be started again. */
-  if (error == VK_ENOENT || error == VK_EIO) error = make_empty(vk_frame2value(served));
+  const int usable = has(tree, "Data.Note", VK_TYPE_STRING) &&
+                     has(tree, "Last", VK_TYPE_UNSIGNEDINT) &&
+                     has(tree, "Data.Entry", VK_TYPE_OBJECT);
+  if (error == VK_EOK && !usable) error = VK_EIO; /* another version saved it */
+  if (error == VK_EIO) VK_LOG(1, VK_LOG_ERROR, "What was saved is of no use: beginning anew");
+  if (error == VK_ENOENT || error == VK_EIO) error = make_empty(tree); /* others end the module */
   if (error == VK_EOK) error = vk_frame_handler_register("dm.Device.X_VESK_Scratch", serve, NULL);
   if (error != VK_EOK) vk_frame_delete(served);
   return error;

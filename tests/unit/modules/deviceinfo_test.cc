@@ -158,13 +158,15 @@ TEST_F(DeviceInfo, LoadsTheProvisioningCode) {
 }
 
 TEST(DeviceInfoStorage, GivesNoProvisioningCodeWhereNoneCanBeMadeOfIt) {
-  const Tree trees[] = {object({}), object({{"ProvisioningCode", unsigned_integer(1)}}),
+  const Tree trees[] = {text("a"), array({}), object({}),
+                        object({{"ProvisioningCode", unsigned_integer(1)}}),
                         object({{"ProvisioningCode", text(std::string(65, 'a'))}})};
   for (const Tree& tree : trees) {
     Program program(deviceinfo_main);
     program.stored["deviceinfo"] = tree;
     EXPECT_EQ(program.start(), VK_EOK);
     EXPECT_EQ(program.value_at(kCode), text("")) << tree;
+    EXPECT_EQ(program.environment.log().lines().size(), 1U) << tree;
   }
 }
 
@@ -172,8 +174,10 @@ TEST_F(DeviceInfo, IsServedIfWhatWasSavedIsDamagedButNotIfItCannotBeReadJustNow)
   program_.load_result = VK_EBUSY;
   EXPECT_EQ(program_.start(), VK_EBUSY);
   EXPECT_TRUE(program_.hooks.registrations.empty());
+  EXPECT_EQ(program_.environment.log().lines().size(), 0U);
   program_.load_result = VK_EIO;
   EXPECT_EQ(program_.start(), VK_EOK);
+  EXPECT_EQ(program_.environment.log().lines().size(), 1U);
 }
 
 TEST_F(DeviceInfo, IsNotServedIfItsHandlerIsRefused) {

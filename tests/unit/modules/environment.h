@@ -52,6 +52,7 @@ class Environment {
   void remove(const std::string& path) const { std::filesystem::remove_all(folder_ + path); }
 
   const std::string& folder() const { return folder_; }
+  const LogSpy& log() const { return log_; }
 
  private:
   const LogSpy log_;

@@ -51,6 +51,33 @@ TEST(ScratchStorage, BeginsAnewIfWhatWasSavedIsDamaged) {
   program.load_result = VK_EIO;
   ASSERT_EQ(program.start(), VK_EOK);
   EXPECT_EQ(program.value_at(kRoot + ".Note"), text(""));
+  EXPECT_EQ(program.environment.log().lines().size(), 1U);
+}
+
+// As another version may have saved it.
+TEST(ScratchStorage, BeginsAnewIfWhatWasSavedHasAnotherShape) {
+  const Tree data = saved("old", 1, {}).items[0];
+  const Tree last = unsigned_integer(1);
+  const Tree note = text("old");
+  const Tree trees[] = {text("x"),
+                        array({data, last}),
+                        object({}),
+                        object({{"Data", data}}),
+                        object({{"Last", last}}),
+                        object({{"Data", data}, {"Last", text("1")}}),
+                        object({{"Data", text("x")}, {"Last", last}}),
+                        object({{"Data", object({{"Note", note}})}, {"Last", last}}),
+                        object({{"Data", object({{"Entry", object({})}})}, {"Last", last}})};
+  for (const Tree& tree : trees) {
+    SCOPED_TRACE(testing::PrintToString(tree));
+    Program program(scratch_main);
+    program.stored["scratch"] = tree;
+    ASSERT_EQ(program.start(), VK_EOK);
+    EXPECT_EQ(program.environment.log().lines().size(), 1U);
+    EXPECT_EQ(program.set(kRoot + ".Note", text("new")), VK_EOK);
+    EXPECT_EQ(program.commit(kRoot), VK_EOK);
+    EXPECT_EQ(program.stored["scratch"], saved("new", 0, {}));
+  }
 }
 
 TEST(ScratchStorage, EndsTheModuleIfItCannotBeReadJustNow) {
