@@ -119,9 +119,15 @@ vk_error watch_links() {
   return error != VK_EOK ? error : vk_fd_register("rtnetlink", watch);
 }
 
-void stop(void*) {
-  if (watch >= 0) close(watch);
+void end_watch() {
+  if (watch < 0) return;
+  vk_fd_unregister(watch);
+  close(watch);
   watch = -1;
+}
+
+void stop(void*) {
+  end_watch();
   vk_value_delete(shown);
   vk_value_delete(told);
   shown = nullptr;

@@ -157,19 +157,22 @@ TEST(NetworkStart, IsRefusedIfARegistrationIs) {
   }
 }
 
-TEST(NetworkStart, OpensAWatchThatIsClosedAtTheEndOrIfItIsRefused) {
+TEST(NetworkStart, OpensAWatchThatIsUnregisteredAndClosedAtTheEndOrIfItIsRefused) {
   const FakeTables none;
   for (const uint32_t result : {VK_EOK, VK_EBUSY}) {
     int watch = -1;
+    std::vector<std::string> calls;
     {
       Program program(network_main);
       program.answer_call = [&](const RecordingHooks::Call& call) {
         watch = descriptor_in(*call.value);
         EXPECT_NE(fcntl(watch, F_GETFD), -1);
+        calls.push_back(call.path);
         return result;
       };
       EXPECT_EQ(program.start(), result);
     }
+    EXPECT_THAT(calls, ElementsAre("sys.fd.add", "sys.fd.del"));
     EXPECT_EQ(fcntl(watch, F_GETFD), -1);
   }
 }
