@@ -3,6 +3,7 @@
 #include <poll.h>
 
 #include "tests/support/module_process.h"
+#include "tests/unit/runtime/libc_watch.h"
 #include "tests/unit/runtime/module_test_base.h"
 
 // How a module comes to the agent, and how it leaves.
@@ -150,6 +151,16 @@ TEST_F(ModuleEnd, TakesTheHooksAway) {
 }
 
 TEST_F(ModuleEnd, TakesNull) { vk_module_end(nullptr); }
+
+TEST_F(ModuleBegin, DoesNotWaitForACoreThatItCannotHave) {
+  vk_module_runtime* none = nullptr;
+  EXPECT_EQ(VK_ENAMETOOLONG,
+            vk_module_begin(&kDemo, std::string(200, 'x').c_str(), nullptr, &none));
+  const Folder folder;
+  const rt::Fd listening = listening_at(folder / "core");
+  const Users users(1001, 1000);
+  EXPECT_EQ(VK_EAUTH, vk_module_begin(&kDemo, (folder / "core").c_str(), nullptr, &none));
+}
 
 TEST_F(ModuleBegin, CanBeHadAgainAfterItsEnd) {
   core.emplace([](const Listener& listener) {

@@ -200,6 +200,17 @@ TEST_F(ModuleLoss, IsForGoodWhenTheNextCoreHasAnotherModuleOfThatName) {
   EXPECT_EQ(VK_EEXIST, error);
 }
 
+TEST_F(ModuleLoss, IsNotForGoodWhenTheNextCoreHasNoRoom) {
+  const Gate back;
+  core.emplace(passing());
+  begin();
+  core->restart([&](const Listener& listener) {
+    acknowledged(listener.accept(), VK_EBUSY);
+    told({}, &back)(listener);
+  });
+  run_until([&] { return back.is_open(); });
+}
+
 TEST_F(ModuleLoss, IsAskedAboutAgainAfterAWhile) {
   core.emplace(passing());
   begin();

@@ -158,6 +158,10 @@ TEST_F(ModuleMain, SaysThatTheCoreRefusedIt) {
   EXPECT_EQ(nullptr, vk_gta());
 }
 
+TEST_F(ModuleMain, SaysThatThereCanBeNoCore) {
+  EXPECT_EQ(EX_UNAVAILABLE, run({"--socket", std::string(200, 'x')}));
+}
+
 TEST_F(ModuleMain, SaysThatALaterCoreRefusedIt) {
   core.emplace([](const FakeCore::Listener& listener) {
     Peer main = listener.main_line();

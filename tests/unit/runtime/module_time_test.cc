@@ -111,6 +111,24 @@ TEST_F(ModuleTime, IsLimitedForWhatANewCoreIsTold) {
   EXPECT_GE(time.passed(), kOpeningTime);
 }
 
+TEST_F(ModuleTime, IsNotLimitedForACall) {
+  core.emplace(attached([](const Attached& module) {
+    const Peer calling = module.calling_line();
+    acknowledged(calling);
+    calling.read_request();
+    EXPECT_EQ(VK_EOK, module.serving.asked(1, "a", 0).status);
+    calling.answer(VK_EAUTH);
+  }));
+  Time time(0);
+  handler = [&](vk_frame&, void*) {
+    time.pass(24 * 3600 * 1000);
+    return VK_EOK;
+  };
+  begin();
+  EXPECT_EQ(VK_EOK, registered("a", handler));
+  EXPECT_EQ(VK_EAUTH, called("slow"));
+}
+
 TEST_F(ModuleTime, BetweenAttemptsDoublesUpToALimit) {
   core.emplace(pass_by);
   begin();
