@@ -57,7 +57,7 @@ vk_error Session::take_calling_line(ModuleLine*& line) {
     error = attach(*line, deadline, refused);
     if (error != VK_EOK) {
       remove(*line);
-      return refused || error == VK_ENOMEM ? error : VK_EIO;
+      return error;
     }
   }
   line->busy = true;
@@ -69,7 +69,7 @@ uint32_t Session::tell(const char* path, const vk_value& arguments) {
   vk_error error = put_request(request, 0, path, 0, &arguments, limits_);
   ModuleLine* line = nullptr;
   if (error == VK_EOK) error = take_calling_line(line);
-  if (error != VK_EOK) return error;
+  if (error != VK_EOK) return error == VK_ETIMEDOUT ? VK_EIO : error;
   error = line->line.exchange(request.bytes(), Deadline::in(kOpeningTime));
   const uint32_t status = error == VK_EOK ? take_response(line->line.message(), nullptr) : VK_EIO;
   if (error != VK_EOK) line->line.close();
@@ -206,7 +206,8 @@ vk_error Session::connect(Role role, const Deadline& deadline, ModuleLine*& line
   vk_error error = VK_EIO;
   if (first_->line.is_quiet()) error = connect_now(socket_, deadline, -1, fd);
   if (!first_->line.is_quiet()) close();
-  return open_ && error == VK_EOK ? add(std::move(fd), role, line) : VK_EIO;
+  if (open_ && error == VK_EOK) return add(std::move(fd), role, line);
+  return open_ && deadline.passed() ? VK_ETIMEDOUT : VK_EIO;
 }
 
 vk_error Session::attach(ModuleLine& line, const Deadline& deadline, bool& refused) {

@@ -62,12 +62,12 @@ class Session {
   void close();
 
   /// Takes an idle calling line or opens one; it is busy then.
-  /// @return `VK_EOK`; `VK_EIO` if the core is gone; `VK_EBUSY` if there are too many; what the
-  ///         core said if it refused; `VK_ENOMEM`
+  /// @return `VK_EOK`; `VK_EIO` if the core is gone; `VK_ETIMEDOUT` if it is silent; `VK_EBUSY` if
+  ///         there are too many; what the core said if it refused; `VK_ENOMEM`
   [[nodiscard]] vk_error take_calling_line(ModuleLine*& line);
 
   /// Makes a call that the core answers by itself, and waits for nothing else.
-  /// @return the call's result; `VK_EIO` if the core is gone
+  /// @return the call's result; `VK_EIO` if the core is gone or silent
   [[nodiscard]] uint32_t tell(const char* path, const vk_value& arguments);
 
   /// Sees to it that the core finds a serving line idle, if one can be had in short time.

@@ -80,8 +80,27 @@ TEST_F(ModuleTime, IsLimitedForACallingLineWhichCostsTheCallOnly) {
   }));
   begin();
   const Time time(10);
-  EXPECT_EQ(VK_EIO, called("first"));
+  EXPECT_EQ(VK_ETIMEDOUT, called("first"));
   EXPECT_GE(time.passed(), kOpeningTime);
+  EXPECT_EQ(VK_EOK, called("second"));
+}
+
+TEST_F(ModuleTime, IsLimitedForACallingLineThatIsNotAccepted) {
+  const Gate full;
+  const Gate failed;
+  core.emplace(attached([&](const Attached& module) {
+    module.listener.fill();
+    full.open();
+    failed.pass();
+    module.listener.drain();
+    expect_told(module.calling_line(), "second", any());
+  }));
+  begin();
+  full.pass();
+  const Time time(10);
+  EXPECT_EQ(VK_ETIMEDOUT, called("first"));
+  EXPECT_GE(time.passed(), kOpeningTime);
+  failed.open();
   EXPECT_EQ(VK_EOK, called("second"));
 }
 
