@@ -1,7 +1,8 @@
 #pragma once
 
-// The one descriptor that a loop waits for: an epoll over the lines and the watched descriptors.
-// Events tell identities that are never used twice, so that one which comes late finds nobody.
+// One descriptor to wait for in place of others, by epoll: the module's loop has one over its lines
+// and its watches, each watch one over what it watches. Events tell identities that are never used
+// twice, so that one which comes late finds nobody.
 
 #include <sys/epoll.h>
 

@@ -38,7 +38,8 @@
  *   other handler is on the stack. Unregister a descriptor before you close it; the watch of one
  *   that was closed, or for which there is no handler, ends with a message in the log.
  *   `vk_fd_register` gives `VK_EINVAL` for what is no descriptor, `VK_EOPNOTSUPP` for one that
- *   cannot be watched, such as a file, `VK_EEXIST` and `VK_ENOMEM`; `vk_fd_unregister` `VK_ENOENT`.
+ *   cannot be watched, such as a file, `VK_EEXIST` and `VK_ENOMEM`, also if there is no descriptor
+ *   left, of which a watch needs one; `vk_fd_unregister` `VK_ENOENT`.
  *
  * A client, such as a tool or a script, is no module: it opens a connection, calls, and closes.
  */
