@@ -202,16 +202,15 @@ asio::awaitable<uint32_t> Kept::save() {
 }
 
 asio::awaitable<uint32_t> Kept::write() {
-  std::shared_ptr<const Bytes> record;
   try {
-    record = record_of(state_);
+    std::shared_ptr<const Bytes> record = record_of(state_);
+    Save save(*this);
+    const uint32_t status = co_await records_.save(kKey, std::move(record));
+    save.ended(status == VK_EOK);
+    co_return status;
   } catch (const std::bad_alloc&) {
-    co_return VK_ENOMEM;
   }
-  Save save(*this);
-  const uint32_t status = co_await records_.save(kKey, std::move(record));
-  save.ended(status == VK_EOK);
-  co_return status;
+  co_return VK_ENOMEM;
 }
 
 void Kept::forget() {

@@ -91,6 +91,7 @@ std::size_t AllocationLog::size_of(std::size_t which) const { return sizes->at(w
 
 Unwatched::Unwatched() : before_(std::exchange(watching, false)) {}
 Unwatched::~Unwatched() { watching = before_; }
+bool Unwatched::any() { return !watching; }
 
 }  // namespace vesk::test
 

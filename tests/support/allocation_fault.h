@@ -71,6 +71,9 @@ class Unwatched {
   Unwatched(const Unwatched&) = delete;
   Unwatched& operator=(const Unwatched&) = delete;
 
+  /// Whether one lives.
+  static bool any();
+
  private:
   bool before_;
 };

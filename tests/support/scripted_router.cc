@@ -62,6 +62,14 @@ bool goes_first(const core::Registration& a, const core::Registration& b) {
   return a.id < b.id;
 }
 
+// What a module does takes none of the manager's memory.
+core::Answer ask_provider(Provider& provider, const core::Request& request,
+                          const core::CallPtr& parent) {
+  const Unwatched own_memory;
+  return provider.answer(
+      {request.action, joined(request.path, 1), tree_in(*request.value), parent});
+}
+
 }  // namespace
 
 core::Path components(const std::string& text) {
@@ -322,10 +330,7 @@ asio::awaitable<core::Answer> ScriptedRouter::ask(core::CallPtr parent, uint64_t
   co_await asio::post(loop_, asio::use_awaitable);
   Provider* const provider = find(registration);
   if (provider == nullptr) co_return core::Answer{VK_EIO};
-  const Unwatched own_memory;
-  const Tree value = tree_in(*request.value);
-  core::Answer answer =
-      provider->answer({request.action, joined(request.path, 1), value, std::move(parent)});
+  core::Answer answer = ask_provider(*provider, request, parent);
   if (find(registration) == nullptr) answer = {VK_EIO};  // its module died over it
   co_return answer;
 }

@@ -167,7 +167,7 @@ TEST_F(StoreLock, IsNotTakenBesideOneWhoCameFirstToANewFile) {
   EXPECT_EQ(refusal(path), std::errc::device_or_resource_busy);
 }
 
-TEST_F(StoreLock, IsRemovedWhileItIsHeld) {
+TEST_F(StoreLock, LeavesNoFileBehind) {
   first.reset();
   EXPECT_THAT(folder.names(), IsEmpty());
 }
