@@ -85,8 +85,9 @@ class TwoModules {
   }
 
   template <typename Fault>
-  std::optional<Told> watch(Fault& fault, int32_t notification) {
-    const Tree wish = object({{"Name", text("One." + kLong)},
+  std::optional<Told> watch(Fault& fault, int32_t notification,
+                            const std::string& name = "One." + kLong) {
+    const Tree wish = object({{"Name", text(name)},
                               {"NotificationChange", boolean(1)},
                               {"Notification", integer(notification)}});
     return ask(fault, kSetAttributes, object({{"ParameterList", array({wish})}}));
@@ -183,7 +184,12 @@ TEST(ManagerMemory, ThatIsShortForAFaultKeepsNoOtherModuleFromItsCommit) {
 TEST(ManagerMemory, ThatIsShortLosesNoNotification) {
   for_each_strike(3, [](std::size_t strike_at) {
     TwoModules modules;
-    modules.one.parameters["One." + kLong] = text("new");
+    modules.watch(none, 1, "One.");
+    for (const char last : {'B', 'C'}) {
+      std::string added = "One." + kLong;
+      added.back() = last;
+      modules.one.parameters[added] = text("new");
+    }
     const std::optional<Told> news = modules.notifications(none, true);
     CopyFault fault(strike_at);
     const std::optional<Told> told = modules.notifications(fault, false);
