@@ -66,11 +66,21 @@ uint32_t Hooks::add(Hook hook) {
   const auto of_module = std::count_if(
       hooks_.begin(), hooks_.end(), [&](const Hook& each) { return each.module == hook.module; });
   if (of_module >= kMostOfAModule) return VK_EBUSY;
-  hooks_.push_back(hook);
-  if (hook.event == "boot" && booted_.insert(hook.module + ' ' + joined(hook.path)).second) {
-    call(hook, {}, nullptr);
-  }
+  hooks_.reserve(hooks_.size() + 1);
+  if (hook.event == "boot") boot(hook);
+  hooks_.push_back(std::move(hook));
   return VK_EOK;
+}
+
+void Hooks::boot(const Hook& hook) {
+  const auto [entry, first] = booted_.insert(hook.module + ' ' + joined(hook.path));
+  if (!first) return;
+  try {
+    call(hook, {}, nullptr);
+  } catch (...) {
+    booted_.erase(entry);
+    throw;
+  }
 }
 
 uint32_t Hooks::del(const Hook& hook) { return std::erase(hooks_, hook) == 0 ? VK_ENOENT : VK_EOK; }

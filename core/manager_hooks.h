@@ -43,6 +43,7 @@ class Hooks {
   static bool is_event(std::string_view event);
 
  private:
+  void boot(const Hook& hook);
   void call(const Hook& hook, const std::vector<std::string>& names, const CallPtr& cause);
 
   asio::io_context& loop_;
