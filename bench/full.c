@@ -6,7 +6,7 @@
  *     full SOCKET PID [HANDLERS]
  *
  * PID is the core's, which has its default limits and no other peers. HANDLERS is how many each
- * module has, 64 if not given. All of it has to be done within the core's answer time.
+ * module has, 16 if not given. All of it has to be done within the core's answer time.
  */
 
 #include <errno.h>
@@ -166,7 +166,7 @@ static void print_memory(const char* when, const char* core) {
 int main(int argc, char** argv) {
   if (argc < 3 || strlen(argv[1]) >= sizeof address.sun_path) return 2;
   strcpy(address.sun_path, argv[1]);
-  const int handlers = argc > 3 ? atoi(argv[3]) : 64;
+  const int handlers = argc > 3 ? atoi(argv[3]) : 16;
   shared = mmap(NULL, sizeof *shared, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
   must(shared != MAP_FAILED, "memory");
   print_memory("before", argv[2]);

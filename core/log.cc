@@ -1,5 +1,7 @@
 #include "core/log.h"
 
+#include <syslog.h>
+
 #include <algorithm>
 #include <cstdarg>
 #include <cstdio>
@@ -17,7 +19,13 @@ bool foreground = false;
 
 }  // namespace
 
-void log_to_standard_error() { foreground = true; }
+void log_to_standard_error() {
+  foreground = true;
+  // The library opens its connection with its first message, and only once for one facility. With
+  // the facility 0 that stays.
+  vk_log_begin_message(0, VK_LOG_INFO, "core", 0, "log");
+  openlog("vesk", LOG_CONS | LOG_PERROR, 0);
+}
 
 bool is_logging_to_standard_error() { return foreground; }
 

@@ -18,7 +18,8 @@
 
 namespace vesk::core {
 
-/// Sends messages to standard error from now on.
+/// Sends messages to standard error from now on; those of the library too, in addition to the
+/// system's log. Facilities are chosen before.
 void log_to_standard_error();
 bool is_logging_to_standard_error();
 

@@ -10,6 +10,7 @@
 #include "core/agent.h"
 #include "core/log.h"
 #include "core/options.h"
+#include "core/options_check.h"
 #include "vesk/log.h"
 #include "vesk/mm/gta.h"
 
@@ -58,11 +59,19 @@ int run_agent(const Options& options) {
   return EX_OK;
 }
 
+int check(const Options& options) {
+  const std::vector<std::string> found = obstacles(options);
+  for (const std::string& obstacle : found) std::fprintf(stderr, "veskd: %s\n", obstacle.c_str());
+  return found.empty() ? EX_OK : EX_CONFIG;
+}
+
 int run(const Options& options) try {
-  if (options.foreground) log_to_standard_error();
-  if (!options.log.empty() && vk_log_facility_config(options.log.c_str()) != VK_EOK)
+  if (!options.log.empty() && vk_log_facility_config(options.log.c_str()) != VK_EOK) {
+    std::fprintf(stderr, "veskd: --log: \"%s\" names no facilities\n", options.log.c_str());
     return EX_USAGE;
-  return options.deed == Options::Deed::kCheck ? EX_OK : run_agent(options);
+  }
+  if (options.foreground) log_to_standard_error();
+  return options.deed == Options::Deed::kCheck ? check(options) : run_agent(options);
 } catch (const std::system_error& error) {
   const bool taken = error.code() == std::errc::device_or_resource_busy;
   return fail(taken ? EX_UNAVAILABLE : EX_OSERR, error.what());

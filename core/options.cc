@@ -189,7 +189,7 @@ constexpr auto kOptions = std::to_array<Option>({
      show_count<&Settings::chain>},
     {"max-queue", "NUMBER", "of requests that wait for one module", take_count<&Settings::queue>,
      show_count<&Settings::queue>},
-    {"check", nullptr, "say whether the options are good, and end", take_deed<Deed::kCheck>,
+    {"check", nullptr, "say whether the core could start, and end", take_deed<Deed::kCheck>,
      show_nothing},
     {"print-config", nullptr, "print the options in force, and end", take_deed<Deed::kPrintConfig>,
      show_nothing},

@@ -48,6 +48,7 @@ if(VESK_CORE)
     unit/core/module_turns_test.cc
     unit/core/notify_test.cc
     unit/core/one_shot_test.cc
+    unit/core/options_check_test.cc
     unit/core/options_test.cc
     unit/core/patterns_test.cc
     unit/core/room_test.cc

@@ -52,6 +52,28 @@ TEST(Veskd, ChecksItsOptionsWithoutTouchingAnything) {
   EXPECT_THAT(refused.output, HasSubstr("soon"));
 }
 
+TEST(Veskd, ChecksOptionsWhileACoreRunsWithThem) {
+  Agent agent;
+  const Words before = agent.folder().names();
+  const Ended checked =
+      run({kCore, "--check", "--socket", agent.socket(), "--store", agent.store()});
+  EXPECT_EQ(checked.status, EX_OK) << checked.output;
+  EXPECT_EQ(agent.folder().names(), before);
+}
+
+TEST(Veskd, PrintsOptionsThatTheCheckTakes) {
+  const Folder folder;
+  const Ended printed = run({kCore, "--print-config", "--socket", folder / "s", "--store",
+                             folder / "store.db", "--allow-uid", "0", "--inform", "Device.A"});
+  Words check = {kCore, "--check"};
+  std::istringstream words(printed.output);
+  for (std::string word; words >> word;) check.push_back(word);
+  const Ended checked = run(check);
+  EXPECT_EQ(checked.status, EX_OK) << checked.output;
+  check.insert(check.end(), {"--max-buffers", "1"});
+  EXPECT_EQ(run(check).status, EX_CONFIG);
+}
+
 TEST(Veskd, RefusesOptionsThatThereAreNot) {
   EXPECT_EQ(run({kCore, "--wrong"}).status, EX_USAGE);
   EXPECT_EQ(run({kCore, "word"}).status, EX_USAGE);

@@ -1,6 +1,7 @@
 // Clients and servers of another user. Only root can become one: whoever is not root runs a test of
 // these in a user namespace in which he is; where that cannot be made the test fails and says so.
 
+#include <gmock/gmock.h>
 #include <grp.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -112,6 +113,21 @@ TEST(AServer, OfAnotherUserIsNotTrusted) {
     EXPECT_EQ(vk_client_open((folder / "s").c_str(), 0, &client), VK_EAUTH);
     const Ended module = run({kTestModules + std::string("/relay"), "a", "--socket", folder / "s"});
     EXPECT_EQ(module.status, EX_UNAVAILABLE);
+  });
+}
+
+TEST(ACoreOfAnotherUser, FindsByItsCheckThatItCannotWrite) {
+  as_root([] {
+    const Folder folder;  // that others can only pass through
+    const Folder logs;
+    const Words command = {kCore,        "--check", "--socket",
+                           folder / "s", "--store", folder / "new/store.db"};
+    Process other(command, logs / "log", [] { EXPECT_EQ(setuid(1), 0); });
+    EXPECT_EQ(other.wait(), EX_CONFIG);
+    const std::string log = content_of(logs / "log");
+    EXPECT_THAT(log, testing::HasSubstr("--socket: "));
+    EXPECT_THAT(log, testing::HasSubstr("--store: "));
+    EXPECT_THAT(log, testing::HasSubstr("Permission denied"));
   });
 }
 

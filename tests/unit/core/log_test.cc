@@ -5,6 +5,8 @@
 
 #include <syslog.h>
 
+#include <cstdlib>
+
 #include "tests/support/log_spy.h"
 
 namespace vesk::test {
@@ -19,6 +21,20 @@ TEST(TheLog, GoesToTheLibrarys) {
   const LogSpy spy;
   core::log(VK_LOG_WARNING, "%s and %d", "text", 5);
   EXPECT_THAT(spy.lines(), testing::ElementsAre(LogLine{LOG_WARNING, "NONE: text and 5"}));
+}
+
+// In a process of its own, since it cannot be taken back.
+TEST(TheLog, HasTheLibraryWriteToStandardErrorToo) {
+  EXPECT_EXIT(
+      {
+        const LogSpy spy;
+        core::log_to_standard_error();
+        vk_log(0, VK_LOG_ERROR, "lib", 1, "function", "message");
+        const std::string last = "openlog vesk " + std::to_string(LOG_CONS | LOG_PERROR) + " 0";
+        const bool good = spy.connection().size() >= 2 && *(spy.connection().end() - 2) == last;
+        std::_Exit(good ? 0 : 2);
+      },
+      testing::ExitedWithCode(0), "");
 }
 
 TEST(Escaped, LetsPrintableTextThrough) {

@@ -1,0 +1,134 @@
+#include "core/options_check.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <fstream>
+
+#include "core/store_db.h"
+#include "tests/unit/core/core_fixture.h"
+
+namespace vesk::test {
+namespace {
+
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+class TheCheck : public testing::Test {
+ protected:
+  TheCheck() {
+    options_.socket = folder_.path("s");
+    options_.store = folder_.path("store.db");
+  }
+
+  std::vector<std::string> found() const { return core::obstacles(options_); }
+
+  void write(const std::string& name, const std::string& content) {
+    std::ofstream(folder_.path(name)) << content;
+  }
+
+  const TemporaryFolder folder_;
+  core::Options options_;
+};
+
+TEST_F(TheCheck, FindsNothingInTheWayOfTheDefaultLimits) { EXPECT_THAT(found(), IsEmpty()); }
+
+TEST_F(TheCheck, NamesTheSocketsFolderIfThereIsNone) {
+  options_.socket = folder_.path("none/s");
+  EXPECT_THAT(found(),
+              ElementsAre("--socket: " + folder_.path("none") + ": No such file or directory"));
+}
+
+TEST_F(TheCheck, NamesTheSocketsFolderIfItIsAFile) {
+  write("file", "");
+  options_.socket = folder_.path("file/s");
+  EXPECT_THAT(found(), ElementsAre("--socket: " + folder_.path("file") + ": Not a directory"));
+}
+
+TEST_F(TheCheck, NamesASocketThatIsAFolder) {
+  ASSERT_EQ(mkdir(folder_.path("s").c_str(), 0700), 0);
+  EXPECT_THAT(found(), ElementsAre("--socket: " + folder_.path("s") + ": Is a directory"));
+}
+
+// The socket comes into being in a folder beside its place.
+TEST_F(TheCheck, NamesASocketWhosePathIsTooLong) {
+  const std::string folder = folder_.path(std::string(97 - folder_.path("").size(), 'f'));
+  ASSERT_EQ(mkdir(folder.c_str(), 0700), 0);
+  options_.socket = folder + "/s";
+  EXPECT_THAT(found(), ElementsAre("--socket: " + options_.socket + ": File name too long"));
+  EXPECT_THROW(core::SocketFile(options_.socket, {}), std::system_error);
+}
+
+TEST_F(TheCheck, TakesASocketWhosePathJustFits) {
+  const std::string folder = folder_.path(std::string(96 - folder_.path("").size(), 'f'));
+  ASSERT_EQ(mkdir(folder.c_str(), 0700), 0);
+  options_.socket = folder + "/s";
+  EXPECT_THAT(found(), IsEmpty());
+  EXPECT_NO_THROW(core::SocketFile(options_.socket, {}));
+  options_.socket = folder_.path(std::string(107 - folder_.path("").size(), 's'));
+  EXPECT_THAT(found(), IsEmpty());
+  EXPECT_NO_THROW(core::SocketFile(options_.socket, {}));
+}
+
+TEST_F(TheCheck, TakesStoresInFoldersThatAreStillToBeMade) {
+  options_.store = folder_.path("a/b/store.db");
+  EXPECT_THAT(found(), IsEmpty());
+}
+
+TEST_F(TheCheck, NamesAFileInThePlaceOfTheStoresFolder) {
+  write("file", "");
+  options_.store = folder_.path("file/a/store.db");
+  EXPECT_THAT(found(), ElementsAre(AllOf(StartsWith("--store: " + folder_.path("file")),
+                                         HasSubstr("Not a directory"))));
+}
+
+TEST_F(TheCheck, NamesAStoreThatIsAFolder) {
+  ASSERT_EQ(mkdir(options_.store.c_str(), 0700), 0);
+  EXPECT_THAT(found(), ElementsAre("--store: " + options_.store + ": Is a directory"));
+}
+
+TEST_F(TheCheck, NamesAStoreThatIsAnotherKindOfFile) {
+  ASSERT_EQ(mkfifo(options_.store.c_str(), 0600), 0);
+  EXPECT_THAT(found(), ElementsAre("--store: " + options_.store + ": Not a file"));
+}
+
+TEST_F(TheCheck, NamesAStoreThatIsNoDatabase) {
+  write("store.db", "something else");
+  EXPECT_THAT(found(), ElementsAre("--store: " + options_.store + ": Not a store"));
+}
+
+TEST_F(TheCheck, TakesAStoreThatIsInUse) {
+  const core::StoreDb store(options_.store, [](const std::string&) {});
+  EXPECT_THAT(found(), IsEmpty());
+}
+
+TEST_F(TheCheck, NamesEachLimitThatIsTooSmall) {
+  core::Settings& settings = options_.settings;
+  settings.message = {1, 1, 1, 1, 1, 1, 1, 1};
+  std::vector<std::string> names;
+  for (const std::string& obstacle : found())
+    names.push_back(obstacle.substr(0, obstacle.find(':')));
+  EXPECT_THAT(names, ElementsAre("--max-message", "--max-depth", "--max-nodes", "--max-members",
+                                 "--max-pairs", "--max-text", "--max-path", "--max-name"));
+}
+
+TEST_F(TheCheck, NamesBuffersThatDoNotHoldAMessage) {
+  options_.settings.message.message = 4096;
+  options_.settings.buffers = 4096;
+  EXPECT_THAT(found(), IsEmpty());
+  options_.settings.buffers = 4095;
+  EXPECT_THAT(found(), ElementsAre("--max-buffers: 4095 is less than 4096, which a message may "
+                                   "have"));
+}
+
+TEST_F(TheCheck, NamesLinesBeyondTheDescriptorsThatThereAre) {
+  options_.settings.lines = UINT32_MAX;
+  EXPECT_THAT(found(), ElementsAre(HasSubstr("--max-lines: 4294967327 descriptors are more")));
+}
+
+}  // namespace
+}  // namespace vesk::test
