@@ -6,6 +6,8 @@ add_library(vesk_compile INTERFACE)
 target_compile_features(vesk_compile INTERFACE cxx_std_20 c_std_11)
 target_compile_options(vesk_compile INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow
                        $<$<COMPILE_LANGUAGE:CXX>:-Wsign-conversion>)
+# Where numbers have 32 bits, files and folders are still those of large disks.
+target_compile_definitions(vesk_compile INTERFACE _FILE_OFFSET_BITS=64)
 if(VESK_WERROR)
   target_compile_options(vesk_compile INTERFACE -Werror)
 endif()

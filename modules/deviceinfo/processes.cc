@@ -95,9 +95,10 @@ bool is_number(const char* text) { return text[std::strspn(text, "0123456789")] 
 void add_processes(ObjectBuilder& table) {
   const Owned<DIR, closedir> folder(opendir(below_root("/proc").data()));
   if (folder == nullptr) return table.fail(errno == ENOENT ? VK_EOK : VK_EIO);
-  const dirent* entry = nullptr;
-  while (vk_object_get_size(table.get()) < kLongestTable &&
-         (entry = readdir(folder.get())) != nullptr) {
+  while (vk_object_get_size(table.get()) < kLongestTable) {
+    errno = 0;
+    const dirent* const entry = readdir(folder.get());
+    if (entry == nullptr) return table.fail(errno == 0 ? VK_EOK : VK_EIO);
     if (is_number(entry->d_name)) add_process(table, entry->d_name);
   }
 }

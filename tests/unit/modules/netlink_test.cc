@@ -131,8 +131,8 @@ TEST(NetlinkMessages, AreBrokenWithAWrongLength) {
 
 // The text of an attribute, "-" if it is not found.
 std::string text_of(const Message& message, uint16_t type) {
-  const std::vector<char> exact(message.bytes().begin(),
-                                message.bytes().begin() + message.head().nlmsg_len);
+  const char* const begin = message.bytes().data();
+  const std::vector<char> exact(begin, begin + message.head().nlmsg_len);
   const auto& head = *reinterpret_cast<const nlmsghdr*>(exact.data());
   const rtattr* const found = modules::attribute_of<ifinfomsg>(head, type);
   if (found == nullptr) return "-";

@@ -88,11 +88,13 @@ TEST_F(ModuleTime, IsLimitedForACallingLineWhichCostsTheCallOnly) {
 TEST_F(ModuleTime, IsLimitedForACallingLineThatIsNotAccepted) {
   const Gate full;
   const Gate failed;
+  const Gate drained;
   core.emplace(attached([&](const Attached& module) {
     module.listener.fill();
     full.open();
     failed.pass();
     module.listener.drain();
+    drained.open();
     expect_told(module.calling_line(), "second", any());
   }));
   begin();
@@ -101,6 +103,7 @@ TEST_F(ModuleTime, IsLimitedForACallingLineThatIsNotAccepted) {
   EXPECT_EQ(VK_ETIMEDOUT, called("first"));
   EXPECT_GE(time.passed(), kOpeningTime);
   failed.open();
+  drained.pass();
   EXPECT_EQ(VK_EOK, called("second"));
 }
 
