@@ -31,6 +31,7 @@ ManagerOptions manager_options(const Options& options) {
 
 Agent::Agent(const Options& options, Descriptor listener)
     : options_(options),
+      trimmer_(loop_),
       notifier_(loop_),
       dispatcher_(loop_, options.settings),
       store_(loop_, options.store, [this](const std::string& text) { report(text); }),
@@ -65,6 +66,7 @@ void Agent::run() {
     }
     vk_mm_stack_clear(vk_gta());
     reserve_.refill();
+    trimmer_.look();
   }
 }
 

@@ -19,6 +19,7 @@
 #include "core/server.h"
 #include "core/socket_file.h"
 #include "core/store.h"
+#include "core/trimmer.h"
 
 namespace vesk::core {
 
@@ -58,6 +59,7 @@ class Agent {
   LogBudget budget_;
   Reserve reserve_;
   asio::io_context loop_;
+  Trimmer trimmer_;
   Notifier notifier_;
   Dispatcher dispatcher_;
   Store store_;

@@ -32,13 +32,6 @@ void use_one_arena() {
 #endif
 }
 
-// Gives back what the start took for a while.
-void trim_memory() {
-#ifdef __GLIBC__
-  malloc_trim(0);
-#endif
-}
-
 int fail(int status, const char* what) {
   log(VK_LOG_ERROR, "%s", what);
   if (!is_logging_to_standard_error()) std::fprintf(stderr, "veskd: %s\n", what);
@@ -54,7 +47,7 @@ int run_agent(const Options& options) {
     return fail(EX_UNAVAILABLE, "Another core answers at the socket");
   }
   Agent agent(options, std::move(listener));
-  trim_memory();
+  trim_memory();  // what the start took for a while
   agent.run();
   return EX_OK;
 }

@@ -56,6 +56,7 @@ if(VESK_CORE)
     unit/core/stop_test.cc
     unit/core/store_service_test.cc
     unit/core/tree_test.cc
+    unit/core/trimmer_test.cc
     unit/core/turns_test.cc)
   target_link_libraries(core_tests PRIVATE vesk_core)
   target_precompile_headers(core_tests PRIVATE ${asio})
