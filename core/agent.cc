@@ -62,7 +62,7 @@ void Agent::run() {
     try {
       loop_.run_one();
     } catch (const std::exception& error) {
-      log(VK_LOG_ERROR, "Something is lost: %s", error.what());
+      report(std::string("Something is lost: ") + error.what());
     }
     vk_mm_stack_clear(vk_gta());
     reserve_.refill();

@@ -1,5 +1,6 @@
 #include "core/await.h"
 
+#include <array>
 #include <asio/co_spawn.hpp>
 #include <asio/detached.hpp>
 #include <memory>
@@ -9,15 +10,18 @@
 namespace vesk::core {
 namespace {
 
-// Enough for an operation on each line; pages that nobody touches cost nothing.
-constexpr std::size_t kSize = std::size_t{256} << 10;
+// Each piece is more than an operation takes, and too small for a message.
+constexpr std::size_t kPieces = 16;
+constexpr std::size_t kSize = 2048;
 
-std::unique_ptr<std::byte[]> reserve;
+using Piece = std::unique_ptr<std::byte[]>;
+std::array<Piece, kPieces> reserve;
+std::size_t pieces = 0;             // the first so many are there
 thread_local bool allowed = false;  // the store's thread never waits this way
 
 void give_up() {
-  if (!allowed || reserve == nullptr) throw std::bad_alloc();
-  reserve.reset();
+  if (!allowed || pieces == 0) throw std::bad_alloc();
+  reserve[--pieces].reset();
 }
 
 // What the work itself allocates is its own affair.
@@ -35,11 +39,15 @@ Reserve::Reserve() {
 
 Reserve::~Reserve() {
   std::set_new_handler(nullptr);
-  reserve.reset();
+  while (pieces != 0) reserve[--pieces].reset();
 }
 
 void Reserve::refill() noexcept {
-  if (reserve == nullptr) reserve.reset(new (std::nothrow) std::byte[kSize]);
+  while (pieces != kPieces) {
+    reserve[pieces].reset(new (std::nothrow) std::byte[kSize]);
+    if (reserve[pieces] == nullptr) return;
+    ++pieces;
+  }
 }
 
 Reserving::Reserving(bool now) noexcept : before_(std::exchange(allowed, now)) {}

@@ -3,9 +3,10 @@
 // How the core's coroutines begin, `spawn(loop, work())`, and wait for Asio's operations,
 // `co_await operation(..., into(error))`.
 //
-// Asio begins both inside a noexcept function, where want of memory would end the process.
-// A reserve is given up then, and taken back when there is memory again; anywhere else want of
-// memory is `bad_alloc`, and the reserve stays.
+// Asio begins both inside a noexcept function, where want of memory would end the process. There,
+// and for the frames that waiting takes, a reserve is given up piece by piece and taken back when
+// there is memory again; anywhere else want of memory is `bad_alloc`, and the reserve stays. What
+// even the reserve cannot help does end the process, for its supervisor to start it again.
 
 #include <asio/any_io_executor.hpp>
 #include <asio/async_result.hpp>
@@ -17,7 +18,7 @@
 
 namespace vesk::core {
 
-/// What Asio needs to begin operations when there is no memory. One at a time.
+/// What it takes to begin operations when there is no memory. One at a time.
 class Reserve {
  public:
   Reserve();
@@ -60,6 +61,7 @@ class asio::async_result<vesk::core::Into, Result(asio::error_code, Arguments...
  public:
   template <typename Initiation, typename... Initial>
   static auto initiate(Initiation&& initiation, vesk::core::Into token, Initial&&... initial) {
+    const vesk::core::Reserving waiting(true);
     auto begin = [initiation = std::forward<Initiation>(initiation)](auto&& handler,
                                                                      auto&&... arguments) mutable {
       const vesk::core::Reserving beginning(true);

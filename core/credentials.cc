@@ -35,6 +35,7 @@ bool may_read(const Credentials& credentials, const Access& access) {
 }  // namespace
 
 std::optional<Peer> judge(const Credentials& credentials, uid_t own, const Access& access) {
+  if (credentials.pid <= 0) return {};  // of another name space, and one cannot be told from others
   const bool trusted = credentials.uid == 0 || credentials.uid == own;
   if (!trusted && !may_read(credentials, access)) return {};
   return Peer{credentials.uid, credentials.gid, credentials.pid, trusted};
@@ -44,8 +45,6 @@ std::optional<Credentials> credentials_of(int connection) {
   ucred found = {};
   socklen_t size = sizeof found;
   if (getsockopt(connection, SOL_SOCKET, SO_PEERCRED, &found, &size) != 0) return {};
-  if (found.pid <= 0)
-    return {};  // a process of another namespace, which cannot be told from others
   return Credentials{found.uid, found.gid, found.pid, groups_of(connection)};
 }
 

@@ -17,6 +17,7 @@ namespace vesk::core {
 namespace {
 
 constexpr std::size_t kLongestPattern = 32;
+constexpr std::size_t kLongestPath = 256;  // components; many short ones take much memory
 
 // What users other than root and the core's own may ask for.
 bool only_reads(const Path& path) {
@@ -158,6 +159,7 @@ void Dispatcher::begin(const OpenPtr& open, const CallPtr& call, Message message
 
 uint32_t Dispatcher::refusal_of(const Call& call, const Path& path) const {
   if (!call.peer.trusted && !only_reads(path)) return VK_EAUTH;
+  if (path.size() > kLongestPath) return VK_EINVAL;
   if (stopping_ || call.depth > settings_.chain) return VK_EBUSY;
   return conducted_.use_count() > static_cast<long>(settings_.lines) ? VK_EBUSY : VK_EOK;
 }

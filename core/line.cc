@@ -24,6 +24,7 @@ namespace {
 
 constexpr std::size_t kFirstRoom = 4096;
 constexpr Milliseconds kUntilRoom{20};
+constexpr const char* kToComplete = "to complete a message";
 constexpr std::size_t kNumber = sizeof(uint32_t);
 
 // A tree of type any, whose number is 0.
@@ -128,6 +129,8 @@ asio::awaitable<void> SocketLine::ask_one() {
   const auto asked = [this] { return question_.has_value(); };
   const bool there = co_await until(asked);
   if (!there) co_return;
+  if (std::exchange(readable_, false)) mind_unasked();  // what came with the question is no answer
+  if (closed_) co_return;
   const Head head = head_of(question_->message);
   const std::shared_ptr<const Bytes> value = question_->message.value;
   std::span<const std::byte> tree;
@@ -197,7 +200,7 @@ asio::awaitable<bool> SocketLine::receive(rt::Message kind) {
   if (!there) co_return false;
   readable_ = false;
   scanner_ = rt::Scanner(kind, context_.settings.message);
-  limit(context_.settings.completion, "to complete a message");
+  limit(context_.settings.completion, kToComplete);
   std::size_t filled = 0;
   rt::Scanner::State state = rt::Scanner::State::kIncomplete;
   while (state == rt::Scanner::State::kIncomplete) {
@@ -228,9 +231,21 @@ bool SocketLine::accept(rt::Scanner::State state, std::size_t filled) {
 }
 
 asio::awaitable<bool> SocketLine::receive_more(std::size_t& filled) {
+  const bool room = co_await find_room(filled);
+  if (!room) co_return false;
+  asio::error_code error;
+  const auto rest = asio::buffer(in_.data() + filled, in_.size() - filled);
+  const std::size_t count = co_await socket_.async_read_some(rest, into(error));
+  filled += count;
+  if (error) close();
+  co_return !closed_;
+}
+
+// An answer is worth waiting until others have left, at nobody's cost; a request is not.
+asio::awaitable<bool> SocketLine::find_room(std::size_t filled) {
+  const auto last = Alarm::Clock::now() + context_.settings.completion;
   while (!make_room(filled)) {
-    // An answer is worth waiting until others have left; a request is not.
-    if (!question_.has_value()) {
+    if (!question_.has_value() || Alarm::Clock::now() >= last) {
       complain("all buffers are in use");
       refuse(VK_ENOMEM);
       co_return false;
@@ -239,13 +254,9 @@ asio::awaitable<bool> SocketLine::receive_more(std::size_t& filled) {
     asio::error_code ignored;
     co_await pause.async_wait(into(ignored));
     if (closed_) co_return false;
+    limit(context_.settings.completion, kToComplete);
   }
-  asio::error_code error;
-  const auto room = asio::buffer(in_.data() + filled, in_.size() - filled);
-  const std::size_t count = co_await socket_.async_read_some(room, into(error));
-  filled += count;
-  if (error) close();
-  co_return !closed_;
+  co_return true;
 }
 
 bool SocketLine::make_room(std::size_t filled) try {
@@ -287,8 +298,9 @@ asio::awaitable<bool> SocketLine::send(std::span<const std::byte> head,
   const std::array<asio::const_buffer, 2> parts = {asio::buffer(head.data(), head.size()),
                                                    asio::buffer(tree.data(), tree.size())};
   asio::error_code error;
+  auto writing = asio::async_write(socket_, parts, into(error));
   sending_ = true;
-  co_await asio::async_write(socket_, parts, into(error));
+  co_await std::move(writing);
   sending_ = false;
   if (error) close();
   co_return !closed_;

@@ -70,6 +70,7 @@ class SocketLine final : public Line, public std::enable_shared_from_this<Socket
   asio::awaitable<bool> until(Event happened);
   asio::awaitable<bool> receive(rt::Message kind);
   asio::awaitable<bool> receive_more(std::size_t& filled);
+  asio::awaitable<bool> find_room(std::size_t filled);
   /// Without bytes the tree is any.
   asio::awaitable<bool> send(std::span<const std::byte> head, std::span<const std::byte> tree);
 

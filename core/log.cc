@@ -46,7 +46,7 @@ std::string escaped(std::string_view text) {
   std::string safe;
   for (const char character : text.substr(0, kLongestEscaped)) {
     const auto byte = static_cast<unsigned char>(character);
-    if (byte >= 0x20 && byte != 0x7F && byte != '\\') {
+    if (byte >= 0x20 && byte < 0x7F && byte != '\\') {
       safe += character;
       continue;
     }

@@ -27,8 +27,8 @@ bool is_logging_to_standard_error();
 /// @param level `VK_LOG_DEBUG` to `VK_LOG_ERROR`
 void log(int level, const char* format, ...) VK_PRINTF(2, 3);
 
-/// A peer's text made safe for a log line: control bytes and backslashes as "\xHH", its end cut
-/// off beyond 64 bytes.
+/// A peer's text made safe for a log line: backslashes and what is not printable ASCII as "\xHH",
+/// its end cut off beyond 64 bytes.
 std::string escaped(std::string_view text);
 
 /// Lets each process cause so many messages in any second and no more.

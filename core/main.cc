@@ -66,7 +66,8 @@ int run(const Options& options) try {
   if (options.foreground) log_to_standard_error();
   return options.deed == Options::Deed::kCheck ? check(options) : run_agent(options);
 } catch (const std::system_error& error) {
-  const bool taken = error.code() == std::errc::device_or_resource_busy;
+  const bool taken = error.code() == std::errc::device_or_resource_busy ||
+                     error.code() == std::errc::address_in_use;
   return fail(taken ? EX_UNAVAILABLE : EX_OSERR, error.what());
 } catch (const std::exception& error) {
   return fail(EX_SOFTWARE, error.what());

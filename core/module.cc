@@ -13,9 +13,7 @@ Module::Module(asio::io_context& loop, std::string name, LinePtr main, const Set
       settings_(settings),
       hung_(std::move(hung)),
       clock_(loop.get_executor(), [this] { hung_(*this); }),
-      overdue_(loop.get_executor(), [this] { refuse_overdue(); }) {
-  main_->give_time();
-}
+      overdue_(loop.get_executor(), [this] { refuse_overdue(); }) {}
 
 bool Module::is(const Peer& peer) const {
   const Peer& own = main_->peer();
@@ -81,6 +79,7 @@ void Module::take_answer(std::list<Item>::iterator item, Answer answer) noexcept
 void Module::enqueue(std::shared_ptr<Task> task) {
   queue_.push_back({std::move(task), Alarm::Clock::now() + settings_.waiting});
   mind_queue();
+  mind_clock();
 }
 
 // All wait equally long, so the first is due first.
@@ -97,6 +96,7 @@ void Module::refuse_overdue() noexcept {
     task->done({VK_ETIMEDOUT});
   }
   mind_queue();
+  mind_clock();
 }
 
 // Hands over what may be handed over now.
@@ -115,7 +115,8 @@ void Module::go_on() noexcept {
 }
 
 void Module::heard() noexcept {
-  if (clock_.is_set()) clock_.set(settings_.answer);
+  clock_.stop();
+  mind_clock();
 }
 
 Module::CallItem Module::begin_call() { return stack_.insert(stack_.end(), Item{}); }
@@ -144,7 +145,7 @@ CallPtr Module::serving() const {
   return request == stack_.rend() ? nullptr : request->task->call;
 }
 
-// A clock that there is no memory for is set at the next occasion.
+// A clock that there is no memory for is set when the module is next heard of or asked for.
 void Module::mind_clock() noexcept {
   const bool runs = !ended_ && !waits() && (!stack_.empty() || deliveries_ != 0);
   if (!runs) {

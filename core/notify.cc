@@ -8,8 +8,6 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "core/descriptor.h"
-
 namespace vesk::core {
 namespace {
 
@@ -30,20 +28,23 @@ std::chrono::microseconds take_period() {
 }  // namespace
 
 Notifier::Notifier(asio::io_context& loop)
-    : socket_(take_variable("NOTIFY_SOCKET")), period_(take_period()), timer_(loop) {}
+    : address_(take_variable("NOTIFY_SOCKET")),
+      socket_(address_.empty() ? -1 : socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)),
+      period_(take_period()),
+      timer_(loop) {}
 
 void Notifier::ready() {
   send("READY=1");
-  if (period_.count() > 0) keep_quiet();
+  if (period_.count() > 0) give_sign_of_life();
 }
 
 void Notifier::stopping() { send("STOPPING=1"); }
 
-void Notifier::keep_quiet() {
+void Notifier::give_sign_of_life() {
   send("WATCHDOG=1");
   timer_.expires_after(period_ / 2);
   timer_.async_wait([this](const asio::error_code& error) {
-    if (!error) keep_quiet();
+    if (!error) give_sign_of_life();
   });
 }
 
@@ -51,12 +52,11 @@ void Notifier::keep_quiet() {
 void Notifier::send(const std::string& state) const {
   sockaddr_un address = {};
   address.sun_family = AF_UNIX;
-  if (socket_.empty() || socket_.size() >= sizeof address.sun_path) return;
-  std::memcpy(address.sun_path, socket_.data(), socket_.size());
-  if (socket_.front() == '@') address.sun_path[0] = '\0';
-  const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + socket_.size());
-  const Descriptor sender(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-  sendto(sender.get(), state.data(), state.size(), MSG_NOSIGNAL,
+  if (address_.empty() || address_.size() >= sizeof address.sun_path) return;
+  std::memcpy(address.sun_path, address_.data(), address_.size());
+  if (address_.front() == '@') address.sun_path[0] = '\0';
+  const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + address_.size());
+  sendto(socket_.get(), state.data(), state.size(), MSG_NOSIGNAL,
          reinterpret_cast<const sockaddr*>(&address), size);
 }
 

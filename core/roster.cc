@@ -49,6 +49,7 @@ uint32_t Roster::begin(Known& known, const std::string& name) {
   const auto module = std::make_shared<Module>(loop_, name, known.line, settings_, hung);
   modules_.emplace(name, module);
   known.module = module;
+  known.line->give_time();
   tell(name, true);
   return VK_EOK;
 }

@@ -33,7 +33,8 @@ class Router {
   /// Adds a service; at the start only. Modules cannot register at or below its pattern.
   virtual void serve(Path pattern, Service service) = 0;
 
-  /// Asks whoever answers at the path, one after the other until one has something to say.
+  /// Asks whoever answers at the path, one after the other until one has something to say. Throws
+  /// `bad_alloc` without memory to begin with; later it is an answer.
   /// @param parent on whose behalf; null for the core's own
   virtual asio::awaitable<Answer> ask(CallPtr parent, Request request) = 0;
 

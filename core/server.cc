@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <exception>
 #include <new>
+#include <stdexcept>
 #include <utility>
 
 #include "core/await.h"
@@ -15,6 +16,7 @@ namespace vesk::core {
 namespace {
 
 constexpr Milliseconds kUntilThereIsRoom{100};
+constexpr Peer kNobody = {};  // whose budget is spent on what cannot be laid to a process
 
 }  // namespace
 
@@ -60,17 +62,9 @@ asio::awaitable<void> Server::accept() {
     } catch (const std::bad_alloc&) {
     }
     if (took || !acceptor_.is_open()) continue;
-    auto pause = wait_for_room();
-    co_await std::move(pause);
+    pause_.expires_after(kUntilThereIsRoom);
+    co_await pause_.async_wait(into(paused_));
   }
-}
-
-// What even the reserve cannot help ends the process: a core that is deaf is worth less than one
-// that its supervisor starts again.
-asio::awaitable<void> Server::wait_for_room() noexcept {
-  const Reserving waiting(true);
-  pause_.expires_after(kUntilThereIsRoom);
-  return pause_.async_wait(into(paused_));
 }
 
 // False if there is no room for another. Asio's own way to accept would lose the one who waits for
@@ -89,13 +83,13 @@ asio::awaitable<bool> Server::accept_one() {
 
 void Server::take(Descriptor connection) try {
   const std::optional<Credentials> credentials = credentials_of(connection.get());
-  if (!credentials.has_value()) return refuse(connection.get(), {}, VK_EAUTH);
+  if (!credentials.has_value()) throw std::runtime_error("it has no credentials");
   const std::optional<Peer> peer = judge(*credentials, geteuid(), access_);
   const uint32_t refusal = peer.has_value() ? refusal_of(*peer) : VK_EAUTH;
   if (refusal != VK_EOK) return refuse(connection.get(), *credentials, refusal);
   add(std::move(connection), *peer);
 } catch (const std::exception& error) {
-  log(VK_LOG_ERROR, "A connection is lost: %s", error.what());
+  if (budget_.spend(kNobody)) log(VK_LOG_ERROR, "A connection is lost: %s", error.what());
 }
 
 void Server::add(Descriptor connection, const Peer& peer) {

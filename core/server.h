@@ -43,7 +43,6 @@ class Server {
 
   asio::awaitable<void> accept();
   asio::awaitable<bool> accept_one();
-  asio::awaitable<void> wait_for_room() noexcept;
   void take(Descriptor connection);
   void add(Descriptor connection, const Peer& peer);
   void refuse(int connection, const Credentials& credentials, uint32_t status);

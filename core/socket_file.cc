@@ -96,6 +96,7 @@ SocketFile::SocketFile(const std::string& path, const Access& access) : path_(pa
   if (lstat(folder.file().c_str(), &file) != 0) fail(path);
   device_ = file.st_dev;
   inode_ = file.st_ino;
+  if (is_answered(path)) throw std::system_error(EADDRINUSE, std::generic_category(), path);
   if (std::rename(folder.file().c_str(), path.c_str()) != 0) fail(path);
 }
 

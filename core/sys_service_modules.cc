@@ -48,14 +48,15 @@ Answer attach(Roster& roster, const Limits& limits, LogBudget& budget, const Cal
               const vk_value& value) {
   const char* const name = text_member(value, "Name");
   if (name == nullptr) return {VK_EINVAL};
+  const char* const told = text_member(value, "Version");
+  const std::string version = escaped(told == nullptr ? "" : told);
   Bytes answer = greeting(limits);
   const ModulePtr before = roster.find(name);
   const uint32_t result = roster.attach(call.line, name);
   if (result != VK_EOK) return {result};
   if (roster.find(name) != before && budget.spend(call.peer)) {
-    const char* const version = text_member(value, "Version");
-    log(VK_LOG_INFO, "Module %s, version %s, is process %ld", name,
-        escaped(version == nullptr ? "" : version).c_str(), static_cast<long>(call.peer.pid));
+    log(VK_LOG_INFO, "Module %s, version %s, is process %ld", name, version.c_str(),
+        static_cast<long>(call.peer.pid));
   }
   return {VK_EOK, std::move(answer)};
 }

@@ -31,6 +31,10 @@ TEST(Judge, TrustsRootAndTheCoresOwnUser) {
   }
 }
 
+TEST(Judge, DeniesAProcessThatTheKernelCannotName) {
+  EXPECT_FALSE(judge({0, 0, 0, {}}, kOwn, {.users = {0}}).has_value());
+}
+
 TEST(Judge, DeniesOthers) {
   EXPECT_FALSE(judge({5, 0, 8, {0, kOwn}}, kOwn, {}).has_value());
   EXPECT_FALSE(judge({5, 5, 8, {}}, kOwn, {.users = {6}, .group = 6}).has_value());

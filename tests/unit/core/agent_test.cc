@@ -100,14 +100,13 @@ TEST_F(TheAgent, EndsAtAnInterruptToo) {
   EXPECT_FALSE(std::filesystem::exists(options_.socket));
 }
 
-TEST_F(TheAgent, FinishesASaveThatIsUnderWay) {
+TEST_F(TheAgent, HasKeptAtItsEndWhatItAcknowledged) {
   core::Descriptor client;
   run_beside([&] {
     client = connected();
     send_request(client.get(), "nobody");
     EXPECT_EQ(status_of(client.get()), int{VK_ENOANSWER});
     send_request(client.get(), "sys.persistent.save.a");
-    // Taken up before the signal is looked at: both wait for the same loop, in this order.
     EXPECT_EQ(status_of(client.get()), int{VK_EOK});
   });
   run_beside([&] {

@@ -84,6 +84,16 @@ TEST(ALimit, HoldsForAnswersTooAndCostsTheModuleThatLineOnly) {
   EXPECT_EQ(module.remove("a", 1), int{VK_EOK});
 }
 
+TEST(ALimit, OfARequestsComponentsCostsTheRequestOnly) {
+  TestCore core;
+  TestLine client(core);
+  std::string path = "a";
+  for (int i = 1; i != 256; ++i) path += ".a";
+  EXPECT_EQ(client.call(path), int{VK_ENOANSWER});
+  EXPECT_EQ(client.call(path + ".a"), int{VK_EINVAL});
+  EXPECT_EQ(client.call(path), int{VK_ENOANSWER});
+}
+
 TEST(ALine, IsEndedByWhatIsNoMessage) {
   const LogSpy log;
   TestCore core;
@@ -155,6 +165,21 @@ TEST(AServingLine, IsEndedByWhatNobodyAskedFor) {
   serving->reply(VK_EOK);
   EXPECT_TRUE(serving->is_dropped());
   EXPECT_EQ(module.add("a", 1), int{VK_EOK});
+}
+
+TEST(AServingLine, IsEndedByWhatComesBeforeItsQuestion) {
+  const LogSpy log;
+  TestCore core;
+  TestModule module(core, "demo");
+  const auto serving = module.serving();
+  ASSERT_EQ(module.add("a", 1), int{VK_EOK});
+  TestLine client(core);
+  // Both are there when the loop looks.
+  const std::vector<std::byte> answer = bytes_of({VK_EOK, VK_TYPE_ANY});
+  ASSERT_EQ(::send(serving->descriptor(), answer.data(), answer.size(), 0), static_cast<ssize_t>(answer.size()));
+  client.send("a");
+  EXPECT_NE(client.answer()->status, VK_EOK);
+  EXPECT_TRUE(serving->is_dropped());
 }
 
 TEST(AServingLine, EndsWithoutAWordWhenItsAnswerDoesNotComplete) {

@@ -187,5 +187,13 @@ TEST_F(ModuleTurns, ItsLinesCloseTogether) {
   EXPECT_TRUE(calling->closed);
 }
 
+TEST_F(ModuleTurns, TheModuleIsOneProcessOfOneUserAndGroup) {
+  begin();
+  EXPECT_TRUE(module->is({1, 1, 1, true}));
+  EXPECT_FALSE(module->is({2, 1, 1, true}));
+  EXPECT_FALSE(module->is({1, 2, 1, true}));
+  EXPECT_FALSE(module->is({1, 1, 2, true}));
+}
+
 }  // namespace
 }  // namespace vesk::test

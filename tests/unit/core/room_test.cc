@@ -39,6 +39,24 @@ TEST(Buffers, AreWaitedForByAnswers) {
   EXPECT_EQ(client.answer()->status, VK_ERO);
 }
 
+TEST(Buffers, AreNotWaitedForWithoutEnd) {
+  const LogSpy log;
+  core::Settings settings;
+  settings.completion = 50ms;
+  TestCore core(settings);
+  TestModule module(core, "demo");
+  const auto serving = module.serving();
+  ASSERT_EQ(module.add("a", 1), int{VK_EOK});
+  TestLine client(core);
+  client.send("a");
+  ASSERT_TRUE(serving->request().has_value());
+  core::buffers.set_limit(core::buffers.used());
+  serving->reply(VK_ERO);
+  EXPECT_EQ(client.answer()->status, VK_ENOMEM);
+  EXPECT_TRUE(serving->is_dropped());
+  core::buffers.set_limit(16U << 20);
+}
+
 TEST(Buffers, AreHardlyLargerThanWhatTheyHold) {
   TestCore core;
   TestModule module(core, "demo");

@@ -82,9 +82,23 @@ TEST(ASocketFile, ReplacesALinkAndDoesNotFollowIt) {
 TEST(ASocketFile, IsRemovedOnlyWhileItIsStillTheSame) {
   const TemporaryFolder folder;
   auto first = std::make_unique<SocketFile>(folder.path("s"), core::Access{});
+  first->take();  // and closes it
   const SocketFile second(folder.path("s"), {});
   first.reset();
   EXPECT_TRUE(core::is_answered(folder.path("s")));
+}
+
+TEST(ASocketFile, DoesNotTakeThePathOfOneThatAnswers) {
+  const TemporaryFolder folder;
+  const SocketFile first(folder.path("s"), {});
+  try {
+    const SocketFile second(folder.path("s"), {});
+    ADD_FAILURE() << "there are two";
+  } catch (const std::system_error& error) {
+    EXPECT_EQ(error.code(), std::errc::address_in_use);
+  }
+  EXPECT_TRUE(core::is_answered(folder.path("s")));
+  EXPECT_EQ(entries_in(folder.path("")), 1);
 }
 
 TEST(ASocketFile, RefusesAPathThatNoClientCouldName) {

@@ -2,10 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include "core/alarm.h"
 #include "core/await.h"
 #include "tests/support/allocation_fault.h"
 #include "tests/support/log_spy.h"
 #include "tests/unit/core/core_fixture.h"
+#include "tests/unit/core/module_fixture.h"
 
 namespace vesk::test {
 namespace {
@@ -85,6 +87,38 @@ TEST_F(WantOfMemory, CostsAtMostARequestOrALine) {
     strikes += struck ? 1U : 0U;
   }
   EXPECT_GT(strikes, 100U);
+}
+
+TEST(AnAlarm, IsNotSetWithoutMemory) {
+  asio::io_context loop;
+  core::Alarm alarm(loop.get_executor(), [] {});
+  AllocationFault fault(1, AllocationFault::Extent::kOne);
+  EXPECT_FALSE(fault.during([&] { return alarm.set(1h); }));
+  EXPECT_FALSE(alarm.is_set());
+  EXPECT_TRUE(alarm.set(1h));
+}
+
+TEST_F(ModuleTest, GetsTheClockThatThereWasNoMemoryForWhenItIsHeardOf) {
+  begin();
+  AllocationFault fault(1, AllocationFault::Extent::kAllFromThere);
+  fault.during([this] { module->begin_delivery(); });
+  EXPECT_TRUE(fault.struck());
+  run_for(settings.answer * 3);
+  EXPECT_FALSE(hung);
+  module->heard();
+  EXPECT_TRUE(until([this] { return hung; }));
+}
+
+TEST_F(ModuleTest, GetsTheClockThatThereWasNoMemoryForWhenItIsAskedFor) {
+  begin();
+  submit(1);
+  AllocationFault fault(1, AllocationFault::Extent::kAllFromThere);
+  fault.during([this] { module->heard(); });
+  EXPECT_TRUE(fault.struck());
+  run_for(settings.answer * 3);
+  EXPECT_FALSE(hung);
+  submit(2);
+  EXPECT_TRUE(until([this] { return hung; }));
 }
 
 }  // namespace
