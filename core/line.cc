@@ -3,8 +3,6 @@
 #include <sys/socket.h>
 
 #include <algorithm>
-#include <array>
-#include <asio/buffer.hpp>
 #include <asio/post.hpp>
 #include <asio/write.hpp>
 #include <cerrno>
@@ -17,7 +15,6 @@
 
 #include "core/await.h"
 #include "core/failure.h"
-#include "vesk/value/type.h"
 
 namespace vesk::core {
 namespace {
@@ -27,51 +24,13 @@ constexpr Milliseconds kUntilRoom{20};
 constexpr const char* kToComplete = "to complete a message";
 constexpr std::size_t kNumber = sizeof(uint32_t);
 
-// A tree of type any, whose number is 0.
-constexpr std::array<std::byte, kNumber> kAny = {};
-
-bool is_any(std::span<const std::byte> tree) {
-  return std::equal(tree.begin(), tree.end(), kAny.begin(), kAny.end());
-}
-
 uint32_t number_at(const Bytes& bytes, std::size_t place) {
   uint32_t number = 0;
   std::memcpy(&number, bytes.data() + place, kNumber);
   return number;
 }
 
-// What stands before a tree. It is small and not charged to anybody's account, so that an answer
-// finds room when the buffers are full.
-using Head = std::vector<std::byte>;
-
-void append(Head& head, const void* field, std::size_t size) {
-  const auto* const first = static_cast<const std::byte*>(field);
-  head.insert(head.end(), first, first + size);
-}
-
-void append(Head& head, uint32_t number) { append(head, &number, kNumber); }
-
-Head head_of(const Message& message) {
-  Head head;
-  append(head, message.tag);
-  append(head, static_cast<uint32_t>(message.path.size()));
-  append(head, message.path.data(), message.path.size());
-  append(head, message.action);
-  return head;
-}
-
-Head head_of(const Answer& answer) {
-  Head head;
-  append(head, answer.status);
-  return head;
-}
-
 }  // namespace
-
-void tell(int connection, uint32_t status) {
-  const std::array<uint32_t, 2> answer = {status, VK_TYPE_ANY};
-  ::send(connection, answer.data(), sizeof answer, MSG_DONTWAIT | MSG_NOSIGNAL);
-}
 
 SocketLine::SocketLine(Socket socket, const Peer& peer, uint64_t id, LineContext& context)
     : socket_(std::move(socket)),
@@ -118,9 +77,7 @@ asio::awaitable<void> SocketLine::answer_one() {
   const bool there = co_await until(answered);
   if (!there) co_return;
   const Head head = head_of(*answer_);
-  if (!has_time_) limit(context_.settings.taking, "to take an answer");
   const bool sent = co_await send(head, answer_->value);
-  limit_.stop();
   answer_.reset();
   if (sent) context_.exchange.taken(*this);
 }
@@ -168,6 +125,13 @@ asio::awaitable<bool> SocketLine::until(Event happened) {
   }
 }
 
+asio::awaitable<bool> SocketLine::until_readable() {
+  const auto readable = [this] { return readable_; };
+  const bool there = co_await until(readable);
+  readable_ = false;
+  co_return there;
+}
+
 void SocketLine::mind_unasked() {
   const Waiting found = waiting();
   if (found == Waiting::kEnd) return close();
@@ -190,27 +154,25 @@ SocketLine::Waiting SocketLine::waiting() const {
   if (closed_) return Waiting::kEnd;
   const ssize_t count = recv(handle_, &byte, sizeof byte, MSG_PEEK | MSG_DONTWAIT);
   if (count > 0) return Waiting::kBytes;
-  const bool later = count < 0 && (errno == EAGAIN || errno == EINTR);
-  return later ? Waiting::kNothing : Waiting::kEnd;
+  return count < 0 && is_later(errno) ? Waiting::kNothing : Waiting::kEnd;
 }
 
+// Most messages are there as a whole, and then no time is taken.
 asio::awaitable<bool> SocketLine::receive(rt::Message kind) {
-  const auto begun = [this] { return readable_ && waiting() != Waiting::kNothing; };
-  const bool there = co_await until(begun);
-  if (!there) co_return false;
-  readable_ = false;
+  const bool begun = co_await until_readable();
+  if (!begun) co_return false;
   scanner_ = rt::Scanner(kind, context_.settings.message);
-  limit(context_.settings.completion, kToComplete);
   std::size_t filled = 0;
-  rt::Scanner::State state = rt::Scanner::State::kIncomplete;
-  while (state == rt::Scanner::State::kIncomplete) {
+  for (;;) {
     const bool more = co_await receive_more(filled);
     if (!more) co_return false;
-    state = scanner_.scan(std::span(in_).first(filled));
+    const rt::Scanner::State state = scanner_.scan(std::span(in_).first(filled));
+    if (state != rt::Scanner::State::kIncomplete) {
+      limit_.stop();
+      co_return accept(state, filled);
+    }
+    if (!limit_.is_set()) limit(context_.settings.completion, kToComplete);
   }
-  limit_.stop();
-  const bool good = accept(state, filled);
-  co_return good;
 }
 
 bool SocketLine::accept(rt::Scanner::State state, std::size_t filled) {
@@ -231,14 +193,18 @@ bool SocketLine::accept(rt::Scanner::State state, std::size_t filled) {
 }
 
 asio::awaitable<bool> SocketLine::receive_more(std::size_t& filled) {
-  const bool room = co_await find_room(filled);
-  if (!room) co_return false;
-  asio::error_code error;
-  const auto rest = asio::buffer(in_.data() + filled, in_.size() - filled);
-  const std::size_t count = co_await socket_.async_read_some(rest, into(error));
-  filled += count;
-  if (error) close();
-  co_return !closed_;
+  for (;;) {
+    const bool room = co_await find_room(filled);
+    if (!room) co_return false;
+    const ssize_t count = recv(handle_, in_.data() + filled, in_.size() - filled, MSG_DONTWAIT);
+    if (count > 0) {
+      filled += static_cast<std::size_t>(count);
+      co_return true;
+    }
+    if (count == 0 || !is_later(errno)) close();
+    const bool readable = co_await until_readable();
+    if (!readable) co_return false;
+  }
 }
 
 // An answer is worth waiting until others have left, at nobody's cost; a request is not.
@@ -294,16 +260,23 @@ Answer SocketLine::take_answer() {
 
 asio::awaitable<bool> SocketLine::send(std::span<const std::byte> head,
                                        std::span<const std::byte> tree) {
-  if (tree.empty()) tree = kAny;
-  const std::array<asio::const_buffer, 2> parts = {asio::buffer(head.data(), head.size()),
-                                                   asio::buffer(tree.data(), tree.size())};
+  Parts parts = parts_of(head, tree);
+  if (!send_now(handle_, parts)) close();
+  if (asio::buffer_size(parts) != 0 && !closed_) {
+    if (!has_time_) limit(context_.settings.taking, "to take an answer");
+    co_await send_rest(parts);
+    limit_.stop();
+  }
+  co_return !closed_;
+}
+
+asio::awaitable<void> SocketLine::send_rest(Parts parts) {
   asio::error_code error;
   auto writing = asio::async_write(socket_, parts, into(error));
   sending_ = true;
   co_await std::move(writing);
   sending_ = false;
   if (error) close();
-  co_return !closed_;
 }
 
 void SocketLine::limit(Milliseconds time, const char* what) {

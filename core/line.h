@@ -15,6 +15,7 @@
 
 #include "core/alarm.h"
 #include "core/exchange.h"
+#include "core/line_bytes.h"
 #include "core/log.h"
 #include "core/settings.h"
 #include "runtime/scan.h"
@@ -28,10 +29,6 @@ struct LineContext {
   LogBudget& budget;
   std::function<void(const Line&)> ended;
 };
-
-/// Answers whatever the peer asks or is about to ask, if that can be done at once. The connection
-/// is then of no more use.
-void tell(int connection, uint32_t status);
 
 class SocketLine final : public Line, public std::enable_shared_from_this<SocketLine> {
  public:
@@ -71,8 +68,10 @@ class SocketLine final : public Line, public std::enable_shared_from_this<Socket
   asio::awaitable<bool> receive(rt::Message kind);
   asio::awaitable<bool> receive_more(std::size_t& filled);
   asio::awaitable<bool> find_room(std::size_t filled);
+  asio::awaitable<bool> until_readable();
   /// Without bytes the tree is any.
   asio::awaitable<bool> send(std::span<const std::byte> head, std::span<const std::byte> tree);
+  asio::awaitable<void> send_rest(Parts parts);
 
   void end() noexcept;
   bool accept(rt::Scanner::State state, std::size_t filled);
