@@ -4,6 +4,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "core/charged_heap.h"
 #include "lib/wire.h"
 #include "lib/wire_memory.h"
 #include "vesk/value/array.h"
@@ -45,7 +46,7 @@ void move_member(vk_value& into, OwnedValue from) {
 
 }  // namespace
 
-Heap::Heap() : heap_(vk_mm_heap_new("manager")) {
+Heap::Heap() : heap_(new_charged_heap("manager")) {
   if (heap_ == nullptr) throw std::bad_alloc();
 }
 

@@ -19,7 +19,8 @@
 
 namespace vesk::core::dm {
 
-/// The memory of one request. It must outlive the trees that lie on it.
+/// The memory of one request, charged to the account of messages. It must outlive the trees that
+/// lie on it.
 class Heap {
  public:
   Heap();

@@ -37,6 +37,7 @@ if(VESK_CORE)
     unit/core/alarm_test.cc
     unit/core/attach_test.cc
     unit/core/bytes_test.cc
+    unit/core/charged_heap_test.cc
     unit/core/core_fixture.cc
     unit/core/dispatch_test.cc
     unit/core/handlers_test.cc

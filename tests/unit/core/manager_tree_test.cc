@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <cstring>
 #include <new>
 #include <utility>
 
@@ -35,6 +37,19 @@ TEST(ManagerTree, OfNoBytesIsAny) {
   const Heap heap;
   EXPECT_EQ(tree_of(*heap.read(std::shared_ptr<const core::Bytes>())), any());
   EXPECT_EQ(tree_of(*heap.read(core::Bytes())), any());
+}
+
+TEST(ManagerTree, IsChargedToTheAccountOfMessages) {
+  const Heap heap;
+  core::Bytes bytes(4002 * sizeof(uint32_t));
+  const std::array<uint32_t, 2> head = {VK_TYPE_ARRAY, 4000};
+  std::memcpy(bytes.data(), head.data(), sizeof head);
+  const std::size_t before = core::buffers.used();
+  {
+    const OwnedValue read = heap.read(bytes);
+    EXPECT_GT(core::buffers.used(), before + 4000 * sizeof(vk_value));
+  }
+  EXPECT_EQ(core::buffers.used(), before);
 }
 
 TEST(ManagerTree, IsReadWholeOrNotAtAll) {
