@@ -8,6 +8,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "core/await.h"
+
 namespace vesk::core {
 namespace {
 
@@ -42,6 +44,7 @@ void Notifier::stopping() { send("STOPPING=1"); }
 
 void Notifier::give_sign_of_life() {
   send("WATCHDOG=1");
+  const Reserving waiting(true);
   timer_.expires_after(period_ / 2);
   timer_.async_wait([this](const asio::error_code& error) {
     if (!error) give_sign_of_life();

@@ -1,6 +1,7 @@
 #include "core/store.h"
 
 #include <new>
+#include <optional>
 #include <utility>
 
 #include "core/await.h"
@@ -65,14 +66,15 @@ asio::awaitable<Answer> Store::ask(StoreWork work, std::string key,
                                    std::shared_ptr<const Bytes> tree) {
   if (key.empty() && work != StoreWork::kErase) co_return Answer{VK_EINVAL};
   StoreJobPtr job;
+  std::optional<asio::awaitable<void>> wait;  // made before anything is done that must be told
   try {
     job = make_job(loop_, work, std::move(key), std::move(tree));
+    wait = handed_back(job);
     if (!worker_->submit(job)) co_return Answer{VK_EBUSY};
   } catch (const std::bad_alloc&) {
     co_return Answer{VK_ENOMEM};
   }
-  auto wait = handed_back(job);
-  co_await std::move(wait);
+  co_await std::move(*wait);
   co_return std::move(job->answer);
 }
 
