@@ -8,6 +8,7 @@
 #include "tests/support/log_spy.h"
 #include "tests/unit/core/core_fixture.h"
 #include "tests/unit/core/module_fixture.h"
+#include "vesk/value/member.h"
 
 namespace vesk::test {
 namespace {
@@ -19,11 +20,27 @@ class WantOfMemory : public testing::Test {
     return core_->until([&] { return line.has_something(); });
   }
 
-  bool is_served(TestLine& line, const std::string& path, const Value& value = nullptr) {
+  // The status of a request; nothing if its line is dropped.
+  std::optional<uint32_t> ask(TestLine& line, const std::string& path,
+                              const Value& value = nullptr) {
     line.send(path, value);
-    if (!hears(line)) return false;
-    line.answer();
-    return true;
+    EXPECT_TRUE(hears(line)) << path;
+    const std::optional<Given> given = line.answer();
+    return given.has_value() ? std::optional(given->status) : std::nullopt;
+  }
+
+  // What is refused for want of memory has changed nothing, and can be asked again unless the line
+  // is dropped, too.
+  void attach(TestLine& main) {
+    const Value who = named("Name", "demo");
+    vk_object_set_string(who.get(), "Version", "longer than a short text");
+    if (ask(main, "sys.module.attach", who) != VK_ENOMEM) return;
+    EXPECT_EQ(core_->dispatcher.roster().find("demo"), nullptr);
+    EXPECT_EQ(ask(main, "sys.module.attach", who).value_or(VK_EOK), VK_EOK);
+  }
+  void add(TestLine& main) {
+    if (ask(main, "sys.handler.add", handler("a", 1)) != VK_ENOMEM) return;
+    EXPECT_EQ(ask(main, "sys.handler.add", handler("a", 1)).value_or(VK_EOK), VK_EOK);
   }
 
   // Answers what a serving line is asked, until a caller hears something.
@@ -40,19 +57,19 @@ class WantOfMemory : public testing::Test {
   void converse() {
     TestLine main(*core_);
     TestLine serving(*core_);
-    EXPECT_TRUE(is_served(main, "sys.module.attach", named("Name", "demo")));
-    EXPECT_TRUE(is_served(serving, "sys.module.serve", named("Name", "demo")));
-    EXPECT_TRUE(is_served(main, "sys.handler.add", handler("a", 1)));
+    attach(main);
+    ask(serving, "sys.module.serve", named("Name", "demo"));
+    add(main);
     TestLine first(*core_);
     TestLine second(*core_);
     first.send("a", named("x", "some text"));
     second.send("a");
-    EXPECT_TRUE(is_served(main, "nobody"));
+    ask(main, "nobody");
     EXPECT_TRUE(is_served_by(serving, first));
     EXPECT_TRUE(is_served_by(serving, second));
     first.send("a");
     first.hang_up();
-    EXPECT_TRUE(is_served(main, "sys.handler.del", handler("a", 1)));
+    ask(main, "sys.handler.del", handler("a", 1));
   }
 
   bool is_empty() const {
