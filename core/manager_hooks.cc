@@ -19,8 +19,6 @@ constexpr std::array<std::string_view, 6> kEvents = {"added",   "boot",         
 // The core's own services are not for hooks, which it would call with its own rights.
 constexpr std::array<std::string_view, 4> kReserved = {"cwmp", "dmmgr", "sys", "veskd"};
 
-constexpr std::ptrdiff_t kMostOfAModule = 64;
-
 asio::awaitable<void> run_hook(Router& router, CallPtr cause, Request request) {
   try {
     co_await router.ask(std::move(cause), std::move(request));
@@ -65,22 +63,29 @@ uint32_t Hooks::add(Hook hook) {
   if (std::find(hooks_.begin(), hooks_.end(), hook) != hooks_.end()) return VK_EEXIST;
   const auto of_module = std::count_if(
       hooks_.begin(), hooks_.end(), [&](const Hook& each) { return each.module == hook.module; });
-  if (of_module >= kMostOfAModule) return VK_EBUSY;
+  if (static_cast<std::size_t>(of_module) >= kMostOfAModule) return VK_EBUSY;
   hooks_.reserve(hooks_.size() + 1);
-  if (hook.event == "boot") boot(hook);
-  hooks_.push_back(std::move(hook));
-  return VK_EOK;
+  const uint32_t status = hook.event == "boot" ? boot(hook) : VK_EOK;
+  if (status == VK_EOK) hooks_.push_back(std::move(hook));
+  return status;
 }
 
-void Hooks::boot(const Hook& hook) {
-  const auto [entry, first] = booted_.insert(hook.module + ' ' + joined(hook.path));
-  if (!first) return;
+uint32_t Hooks::boot(const Hook& hook) {
+  const auto known = booted_.find(hook.module);
+  const bool is_known = known != booted_.end();
+  if (is_known && known->second.contains(hook.path)) return VK_EOK;
+  if (is_known && known->second.size() >= kMostOfAModule) return VK_EBUSY;
+  if (booted_in_all_ >= kMostBooted) return VK_EBUSY;
+  std::set<Path>& of_module = booted_[hook.module];
+  const auto entry = of_module.insert(hook.path).first;
   try {
     call(hook, {}, nullptr);
   } catch (...) {
-    booted_.erase(entry);
+    of_module.erase(entry);
     throw;
   }
+  ++booted_in_all_;
+  return VK_EOK;
 }
 
 uint32_t Hooks::del(const Hook& hook) { return std::erase(hooks_, hook) == 0 ? VK_ENOENT : VK_EOK; }

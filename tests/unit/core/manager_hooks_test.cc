@@ -162,6 +162,31 @@ TEST_F(ManagerHooks, AreToldOnceThatTheCoreHasBegun) {
   EXPECT_EQ(heard.size(), 2U);
 }
 
+TEST_F(ManagerHooks, ForTheBootAreNotRememberedWithoutEnd) {
+  const auto path = [](int number) { return "watch." + std::to_string(number); };
+  for (int number = 1; number <= 64; ++number) {
+    ASSERT_EQ(add("boot", path(number)), acknowledged());
+    ASSERT_EQ(ask("dmmgr.hook.del", hook("boot", path(number)), module_call), acknowledged());
+  }
+  EXPECT_EQ(add("boot"), refused(VK_EBUSY, 9004));
+  EXPECT_THAT(heard, IsEmpty());
+  EXPECT_EQ(add("boot", path(1)), acknowledged());
+  EXPECT_EQ(ask("dmmgr.hook.add", hook("boot"), call_of("other")), acknowledged());
+}
+
+TEST_F(ManagerHooks, ForTheBootAreNotRememberedForModulesWithoutEnd) {
+  const auto add_of = [&](int module, int number) {
+    const core::CallPtr call = call_of("m" + std::to_string(module));
+    const std::string path = "watch." + std::to_string(number + 1);
+    const Told told = ask("dmmgr.hook.add", hook("boot", path), call);
+    router.end(call->module);
+    return told;
+  };
+  for (int at = 0; at != 64 * 64; ++at) ASSERT_EQ(add_of(at / 64, at % 64), acknowledged());
+  EXPECT_EQ(add_of(64, 0), refused(VK_EBUSY, 9004));
+  EXPECT_EQ(add_of(63, 0), acknowledged());
+}
+
 TEST_F(ManagerHooks, EndWithTheirModule) {
   add("changed");
   add("module-end");
