@@ -1,6 +1,7 @@
 #include "core/manager.h"
 
 #include <array>
+#include <new>
 #include <string>
 #include <utility>
 
@@ -36,7 +37,8 @@ asio::awaitable<Answer> no_answer(Desk&, CallPtr, const Request&) {
   co_return Answer{VK_ENOANSWER};
 }
 
-// Runs a request; what it throws as a refusal is its answer. Any action but 0 is none of ours.
+// Runs a request; what it throws as a refusal is its answer, and want of memory is one. Any action
+// but 0 is none of ours.
 asio::awaitable<Answer> serve(Desk& desk, Function function, CallPtr call, const Request& request) {
   try {
     if (request.action != 0) throw Refusal(VK_EOPNOTSUPP);
@@ -44,6 +46,8 @@ asio::awaitable<Answer> serve(Desk& desk, Function function, CallPtr call, const
     co_return answer;
   } catch (const Refusal& refusal) {
     co_return refusal.answer(desk.options.limits);
+  } catch (const std::bad_alloc&) {
+    co_return Refusal(VK_ENOMEM).answer(desk.options.limits);
   }
 }
 

@@ -40,7 +40,8 @@ asio::awaitable<Info> info_of(Walk& walk, Path path) {
 asio::awaitable<bool> list_parameter(Listing& listing, Path path) {
   const Info info = co_await info_of(listing.walk, path);
   if (!info.there) co_return false;
-  listing.walk.charge(path, 1);
+  listing.walk.check_depth(path);
+  listing.walk.charge(1, path.back().size());
   check(vk_value_set_bool(&place(*listing.tree, path), info.writable ? 1 : 0));
   co_return true;
 }
@@ -64,7 +65,8 @@ asio::awaitable<bool> is_table(Walk& walk, Path path, Path children, Info info) 
 }
 
 asio::awaitable<void> list_object(Listing& listing, Path path, Path children) {
-  listing.walk.charge(path, 1);
+  listing.walk.check_depth(path);
+  listing.walk.charge(1, joined_object(path).size());
   vk_value& node = place(*listing.tree, path);
   if (node.type == VK_TYPE_ANY) vk_object_init_with_policy(&node, VK_POLICY_ORDERED);
   if (path.empty()) co_return;

@@ -15,7 +15,7 @@ namespace {
 constexpr const char kAnyInstance[] = "$";
 constexpr std::size_t kPrefix = 1;  // components of a pattern before those of a path: "dm"
 constexpr uint32_t kEnvelope = 2;   // nodes above a tree in an answer: object, its list
-constexpr uint32_t kOverlap = 4;    // how often a node may be answered and overridden
+constexpr uint32_t kOverlap = 4;    // how often what is answered may be overridden
 
 bool matches(const std::string& pattern, const std::string& component) {
   return pattern == component || (pattern == kAnyInstance && is_instance(component));
@@ -68,8 +68,10 @@ void log_dropped(const Registration& from, const Path& path, const std::string& 
       escaped(from.module).c_str(), escaped(name).c_str(), escaped(joined(path)).c_str());
 }
 
-void add_once(Path& names, const std::string& name) {
-  if (std::find(names.begin(), names.end(), name) == names.end()) names.push_back(name);
+std::size_t size_of(const Path& path) {
+  std::size_t size = 0;
+  for (const std::string& component : path) size += component.size() + 1;
+  return size;
 }
 
 }  // namespace
@@ -90,7 +92,7 @@ Walk::Walk(Router& router, CallPtr call, uint32_t flags, const rt::Limits& limit
 
 asio::awaitable<Reply> Walk::asked(asio::awaitable<Answer> answer) {
   const Answer got = co_await std::move(answer);
-  Reply reply{got.status, heap_.read(got.value)};
+  Reply reply{got.status, heap_.read(got.value), got.value.size()};
   co_return reply;
 }
 
@@ -125,10 +127,15 @@ bool Walk::says(const Reply& reply, uint64_t registration, const Path& path) con
   throw Refusal(fault(joined(path), reply.status));
 }
 
-void Walk::charge(const Path& path, uint32_t nodes) {
-  if (path.size() + kEnvelope > limits_.depth) throw Refusal(VK_ENOMEM);
-  if (__builtin_add_overflow(nodes_, nodes, &nodes_)) throw Refusal(VK_ENOMEM);
+void Walk::charge(std::size_t nodes, std::size_t bytes) {
+  nodes_ += nodes;
+  bytes_ += bytes;
   if (nodes_ / kOverlap > limits_.nodes) throw Refusal(VK_ENOMEM);
+  if (bytes_ / kOverlap > limits_.message) throw Refusal(VK_ENOMEM);
+}
+
+void Walk::check_depth(const Path& path) const {
+  if (path.size() + kEnvelope > limits_.depth) throw Refusal(VK_ENOMEM);
 }
 
 std::vector<Registration> Walk::at_or_above(const Path& path) const {
@@ -153,37 +160,37 @@ asio::awaitable<bool> Walk::names_instances(Registration registration, Path path
   for (std::size_t at = 0; at != path.size(); ++at) {
     if (registration.pattern[at + kPrefix] != kAnyInstance) continue;
     Path table(path.begin(), path.begin() + static_cast<std::ptrdiff_t>(at));
-    const std::optional<Path> names = co_await level(std::move(table));
-    if (!names || std::find(names->begin(), names->end(), path[at]) == names->end()) {
-      co_return false;
-    }
+    const std::shared_ptr<const Names> names = co_await level(std::move(table));
+    if (names == nullptr || !names->has(path[at])) co_return false;
   }
   co_return true;
 }
 
-asio::awaitable<std::optional<Path>> Walk::level(Path path) {
+asio::awaitable<std::shared_ptr<const Names>> Walk::level(Path path) {
   const auto known = levels_.find(path);
   if (known != levels_.end()) co_return known->second;
-  std::optional<Path> names;
+  std::shared_ptr<Names> names;
   const std::vector<Registration> handlers = at_or_above(path);
   for (const Registration& handler : handlers) {
     const Reply reply = co_await ask(handler.id, VK_DM_LEVEL, path);
     if (!says(reply, handler.id, path)) continue;
-    if (!names) names.emplace();
+    if (names == nullptr) names = std::make_shared<Names>();
     const vk_value* const told = member(*reply.value, "level", VK_TYPE_OBJECT);
-    if (told != nullptr) add_children(*names, handler, path, *told);
+    if (told == nullptr) continue;
+    charge(count_nodes(*told), reply.size);
+    add_children(*names, handler, path, *told);
   }
   levels_[path] = names;
   co_return names;
 }
 
-void Walk::add_children(Path& names, const Registration& from, const Path& path,
+void Walk::add_children(Names& names, const Registration& from, const Path& path,
                         const vk_value& told) const {
   const std::size_t above = joined_object(path).size();
   const char* dropped = nullptr;
   for (const vk_value& child : each_item(told)) {
     if (can_be_child(child.id, above, limits_)) {
-      add_once(names, child.id);
+      names.add(child.id);
     } else {
       dropped = child.id;
     }
@@ -192,14 +199,20 @@ void Walk::add_children(Path& names, const Registration& from, const Path& path,
 }
 
 asio::awaitable<std::optional<Path>> Walk::children(Path path) {
-  std::optional<Path> names = co_await level(path);
+  const std::shared_ptr<const Names> told = co_await level(path);
   const std::vector<Registration> deeper = co_await below(path);
-  if (!names && (path.empty() || !deeper.empty())) names.emplace();
+  if (told == nullptr && !path.empty() && deeper.empty()) co_return std::nullopt;
+  Names names = told == nullptr ? Names() : *told;
   for (const Registration& each : deeper) {
     const std::string& next = each.pattern[path.size() + kPrefix];
-    if (next != kAnyInstance) add_once(*names, next);
+    if (next != kAnyInstance) names.add(next);
   }
-  co_return names;
+  co_return names.in_order();
+}
+
+void Walk::add_longer(std::vector<Path>& paths, const Path& path, const std::string& name) {
+  charge(1, size_of(path) + name.size());
+  paths.push_back(child_of(path, name));
 }
 
 asio::awaitable<std::vector<Path>> Walk::expand(Registration registration, Path path) {
@@ -207,16 +220,16 @@ asio::awaitable<std::vector<Path>> Walk::expand(Registration registration, Path 
   const std::span<const std::string> rest =
       std::span(registration.pattern).subspan(path.size() + kPrefix);
   for (const std::string& component : rest) {
+    if (component != kAnyInstance) {
+      for (Path& each : paths) each.push_back(component);
+      continue;
+    }
     std::vector<Path> longer;
     for (const Path& each : paths) {
-      if (component != kAnyInstance) {
-        longer.push_back(child_of(each, component));
-        continue;
-      }
-      const std::optional<Path> names = co_await level(each);
-      if (!names) continue;
-      for (const std::string& name : *names) {
-        if (is_instance(name)) longer.push_back(child_of(each, name));
+      const std::shared_ptr<const Names> names = co_await level(each);
+      if (names == nullptr) continue;
+      for (const std::string& name : names->in_order()) {
+        if (is_instance(name)) add_longer(longer, each, name);
       }
     }
     paths = std::move(longer);
@@ -228,7 +241,9 @@ asio::awaitable<OwnedValue> Walk::value_of(Registration from, Path path) {
   const Reply reply = co_await ask(from.id, VK_DM_GET, path);
   if (!says(reply, from.id, path)) co_return nullptr;
   OwnedValue value = list_of(*reply.value);
-  if (value == nullptr) co_return nullptr;
+  if (value == nullptr || value->type == VK_TYPE_ANY) co_return nullptr;
+  check_depth(path);
+  charge(count_nodes(*value), reply.size);
   std::string dropped;
   drop_unsound(*value, joined_object(path).size(), limits_, dropped);
   if (!dropped.empty()) log_dropped(from, path, dropped);
@@ -249,8 +264,7 @@ asio::awaitable<OwnedValue> Walk::values(Path path) {
     }
     for (const Path& each : paths) {
       OwnedValue value = co_await value_of(*handler, each);
-      if (value == nullptr || value->type == VK_TYPE_ANY) continue;
-      charge(each, count_nodes(*value));
+      if (value == nullptr) continue;
       const Path inside(each.begin() + static_cast<std::ptrdiff_t>(path.size()), each.end());
       merge(place(*merged, inside), std::move(value));
     }
@@ -262,11 +276,9 @@ asio::awaitable<OwnedValue> Walk::values(Path path) {
 asio::awaitable<OwnedValue> Walk::parameter(Path path) {
   const std::vector<Registration> handlers = at_or_above(path);
   for (const Registration& handler : handlers) {
-    const Reply reply = co_await ask(handler.id, VK_DM_GET, path);
-    if (!says(reply, handler.id, path)) continue;
-    OwnedValue value = list_of(*reply.value);
-    if (value == nullptr || !is_leaf(*value)) break;
-    charge(path, 1);
+    OwnedValue value = co_await value_of(handler, path);
+    if (value == nullptr) continue;
+    if (!is_leaf(*value)) break;
     co_return value;
   }
   co_return nullptr;

@@ -9,8 +9,11 @@
 // handler that vanishes on the way is left out.
 
 #include <asio/awaitable.hpp>
+#include <cstddef>
 #include <map>
+#include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -29,6 +32,21 @@ inline constexpr uint32_t kByServer = 1;
 struct Reply {
   uint32_t status;
   OwnedValue value;
+  std::size_t size = 0;  ///< of the value, in the bytes of the wire
+};
+
+/// The names of children, each once, in the order in which they were added.
+class Names {
+ public:
+  void add(const std::string& name) {
+    if (known_.insert(name).second) in_order_.push_back(name);
+  }
+  bool has(const std::string& name) const { return known_.contains(name); }
+  const Path& in_order() const { return in_order_; }
+
+ private:
+  Path in_order_;
+  std::set<std::string> known_;
 };
 
 class Walk {
@@ -51,9 +69,9 @@ class Walk {
   /// Those of which a path is only the beginning, if the instances in it are there.
   asio::awaitable<std::vector<Registration>> below(Path path);
 
-  /// What "level" tells of a path: the children's names, none if nobody says that it is an object.
+  /// What "level" tells of a path: the children's names, null if nobody says that it is an object.
   /// Names that nothing can have are dropped, and logged.
-  asio::awaitable<std::optional<Path>> level(Path path);
+  asio::awaitable<std::shared_ptr<const Names>> level(Path path);
   /// The names of a path's children, those of registrations below it included; none for what is no
   /// object.
   asio::awaitable<std::optional<Path>> children(Path path);
@@ -83,9 +101,11 @@ class Walk {
   /// Whether an answer means that the registration is gone.
   bool has_vanished(const Reply& reply, uint64_t registration) const;
 
-  /// Counts nodes of an answer that is being made, and refuses what would be far beyond the limits
-  /// before it is all there.
-  void charge(const Path& path, uint32_t nodes);
+  /// Counts nodes and bytes of an answer that is being made, and refuses what would be far beyond
+  /// the limits before it is all there. The names and paths that the walk keeps count too.
+  void charge(std::size_t nodes, std::size_t bytes);
+  /// Refuses a path that is too deep for an answer.
+  void check_depth(const Path& path) const;
 
   const Heap& heap() const { return heap_; }
   Router& router() const { return router_; }
@@ -95,8 +115,10 @@ class Walk {
   asio::awaitable<Reply> asked(asio::awaitable<Answer> answer);
   Request request(uint32_t action, Path path, const vk_value* arguments) const;
   asio::awaitable<bool> names_instances(Registration registration, Path path);
-  void add_children(Path& names, const Registration& from, const Path& path,
+  void add_children(Names& names, const Registration& from, const Path& path,
                     const vk_value& told) const;
+  void add_longer(std::vector<Path>& paths, const Path& path, const std::string& name);
+  // What a registration has to say of a path; null if nothing.
   asio::awaitable<OwnedValue> value_of(Registration from, Path path);
 
   Router& router_;
@@ -104,9 +126,10 @@ class Walk {
   const uint32_t flags_;
   const rt::Limits limits_;
   const Heap& heap_;
-  const std::vector<Registration> registrations_;  // as they were when the walk began
-  std::map<Path, std::optional<Path>> levels_;     // what was told already
-  uint32_t nodes_ = 0;
+  const std::vector<Registration> registrations_;        // as they were when the walk began
+  std::map<Path, std::shared_ptr<const Names>> levels_;  // what was told already
+  std::size_t nodes_ = 0;
+  std::size_t bytes_ = 0;
 };
 
 /// What is answered with a tree; `VK_ENOMEM` is thrown as a refusal if it is beyond a limit.

@@ -2,8 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
+#include <memory>
 #include <string>
+#include <vector>
 
+#include "core/manager_walk.h"
 #include "tests/support/log_spy.h"
 #include "tests/support/manager_bench.h"
 
@@ -223,6 +227,78 @@ TEST_F(ManagerWalk, AsksATableOnceForOneRequest) {
   add("Device.T.$.B", {"Device.T.1.B.X"});
   EXPECT_EQ(values({"Device."}).status, VK_EOK);
   EXPECT_EQ(table.count("level Device.T"), 1);
+}
+
+TEST_F(ManagerWalk, StopsAsSoonAsAnswersAreFarBeyondAMessage) {
+  options.limits.message = 1000;
+  std::vector<std::string> names;
+  for (int at = 1; at != 100; ++at) names.push_back("Device.T." + std::to_string(at) + ".X");
+  add("Device.T", {}).objects = {names.begin(), names.end()};
+  Provider& large = add("Device.T.$.X", {}, std::string(500, 'x'));
+  for (const std::string& name : names) large.parameters[name] = text(std::string(500, 'x'));
+  EXPECT_EQ(values({"Device."}), refused(VK_ENOMEM, 9004));
+  EXPECT_LE(large.asked.size(), 10U);
+}
+
+TEST_F(ManagerWalk, RefusesAnAnswerThatTheBuffersHaveNoRoomFor) {
+  add("Device", {"Device.A", "Device.B"}, std::string(10'000, 'x'));
+  const std::size_t limit = 16U << 20;
+  core::buffers.set_limit(core::buffers.used() + 25'000);
+  EXPECT_EQ(values({"Device.A", "Device.B"}), refused(VK_ENOMEM, 9004));
+  core::buffers.set_limit(limit);
+}
+
+TEST_F(ManagerWalk, StopsAsSoonAsTemplatesStandForTooManyPaths) {
+  options.limits.nodes = 100;
+  Provider& tables = add("Device.T", {});
+  for (int at = 1; at != 60; ++at) {
+    const std::string inner = "Device.T." + std::to_string(at) + ".U.";
+    for (int below = 1; below != 60; ++below) tables.objects.insert(inner + std::to_string(below));
+  }
+  add("Device.T.$.U.$.X", {});
+  tables.refusals["get Device.T"] = VK_ENOANSWER;
+  EXPECT_EQ(values({"Device."}), refused(VK_ENOMEM, 9004));
+  EXPECT_LE(tables.asked.size(), 10U);
+}
+
+TEST_F(ManagerWalk, CountsThePathsOfEachTemplate) {
+  options.limits.nodes = 100;
+  Provider& table = add("Device.T", {});
+  for (int at = 1; at != 60; ++at) table.objects.insert("Device.T." + std::to_string(at));
+  table.refusals["get Device.T"] = VK_ENOANSWER;
+  Provider* last = nullptr;
+  for (const char* const name : {"A", "B", "C", "D", "E", "F", "G", "H"}) {
+    last = &add(std::string("Device.T.$.") + name, {});
+  }
+  EXPECT_EQ(values({"Device."}), refused(VK_ENOMEM, 9004));
+  EXPECT_EQ(last->asked.size(), 59U);
+}
+
+TEST_F(ManagerWalk, KeepsTheNamesOfATableOnce) {
+  add("Device.T", {"Device.T.1.Name"});
+  const core::dm::Heap heap;
+  core::dm::Walk walk(router, caller, 0, options.limits, heap);
+  using Names = std::shared_ptr<const core::dm::Names>;
+  std::vector<Names> told;
+  for (int time = 0; time != 2; ++time) {
+    asio::co_spawn(loop, walk.level({"Device", "T"}),
+                   [&](const std::exception_ptr&, Names names) { told.push_back(names); });
+    run();
+  }
+  ASSERT_EQ(told.size(), 2U);
+  EXPECT_TRUE(told[0]->has("1"));
+  EXPECT_EQ(told[0], told[1]);
+}
+
+TEST_F(ManagerWalk, GoesOnIfTheDeeperHandlerHasNothingToSay) {
+  add("Device", {"Device.A.X"}, " above");
+  Provider& deeper = add("Device.A", {"Device.A.Y"});
+  const Told above = device({{"A", object({{"X", text("Device.A.X above")}})}});
+  deeper.parameters["Device.A.X"] = any();
+  EXPECT_EQ(values({"Device.A.X"}), above);
+  deeper.parameters.erase("Device.A.X");
+  deeper.refusals["get Device.A.X"] = VK_EOK;  // a yes without a value
+  EXPECT_EQ(values({"Device.A.X"}), above);
 }
 
 }  // namespace
