@@ -105,12 +105,16 @@ void grant_one(Kept& kept, const Wish& wish) {
   });
 }
 
-void list_attributes(vk_value& list, const Kept& kept, const std::string& name) {
+void list_attributes(Walk& walk, vk_value& list, const Kept& kept, const std::string& name) {
+  const AccessList entities = kept.access(name);
+  std::size_t size = name.size();
+  for (const std::string& entity : entities) size += entity.size();
+  walk.charge(entities.size(), size);
   vk_value& element = add_object_to(list);
   set_text(element, "Name", name);
   check(vk_object_set_int(&element, "Notification", kept.notification(name)));
   vk_value& access = add_array(element, "AccessList");
-  for (const std::string& entity : kept.access(name)) add_text_to(access, entity);
+  for (const std::string& entity : entities) add_text_to(access, entity);
 }
 
 // Grants wishes, and takes that back at its end unless it is to last.
@@ -119,6 +123,7 @@ class Grant {
   Grant(Kept& kept, const std::vector<Wish>& wishes) : kept_(kept), before_(kept.state()) {
     try {
       for (const Wish& wish : wishes) grant_one(kept, wish);
+      if (!kept.has_room()) throw Refusal(VK_ENOMEM);
       after_ = kept.state();
     } catch (...) {
       kept_.take_back(std::move(before_), nullptr);
@@ -177,7 +182,7 @@ asio::awaitable<Answer> get_parameter_attributes(Desk& desk, CallPtr call, const
     const OwnedValue value = co_await walk.find(name);
     if (value == nullptr) throw Refusal(fault(text, VK_ENOENT));
     for_each_leaf(*value, name.path, [&](const Path& leaf, const vk_value&) {
-      list_attributes(list, desk.kept, joined(leaf));
+      list_attributes(walk, list, desk.kept, joined(leaf));
     });
   }
   co_return answer_within(desk.options.limits, *out);

@@ -1,7 +1,7 @@
 #include "core/manager_kept.h"
 
+#include <iterator>
 #include <new>
-#include <span>
 #include <utility>
 
 #include "core/log.h"
@@ -14,42 +14,46 @@ namespace {
 
 constexpr const char kKey[] = "veskd.manager";
 constexpr const char kSubscriber[] = "Subscriber";
+constexpr std::size_t kFrame = 96;      // bytes of the record around the name of attributes
+constexpr std::size_t kItemFrame = 12;  // and around an item of an access list
 
 // The name of what covers a name, one component up: "A.B.C" and "A.B." give "A.B." and "A.".
-std::string cover_of(std::string name) {
-  if (!name.empty() && name.back() == '.') name.pop_back();
+std::string_view cover_of(std::string_view name) {
+  if (!name.empty() && name.back() == '.') name.remove_suffix(1);
   const std::size_t dot = name.rfind('.');
-  return dot == std::string::npos ? std::string() : name.substr(0, dot + 1);
+  return dot == std::string_view::npos ? std::string_view() : name.substr(0, dot + 1);
 }
 
-// The nearest attribute that covers a name.
+// The nearest attribute that covers a name; null without one. Allocates nothing.
 template <typename T>
-std::optional<T> nearest(const Kept::State& state, std::string name,
-                         std::optional<T> Attributes::*field) {
-  for (;; name = cover_of(std::move(name))) {
+const T* nearest(const Kept::State& state, std::string_view name,
+                 std::optional<T> Attributes::*field) {
+  for (;; name = cover_of(name)) {
     const auto found = state.attributes.find(name);
-    if (found != state.attributes.end() && found->second.*field) return found->second.*field;
-    if (name.empty()) return std::nullopt;
+    if (found != state.attributes.end() && found->second.*field) return &*(found->second.*field);
+    if (name.empty()) return nullptr;
   }
 }
 
-bool is_below(const std::string& name, const std::string& object) {
-  const bool partial = object.empty() || object.back() == '.';
-  return partial && name.size() > object.size() && name.starts_with(object);
-}
-
-// Removes an attribute from all names below one, and names without any.
+// Sets an attribute at a name if it is there, and removes it from all below.
 template <typename T>
-void clear_below(Kept::State& state, const std::string& name, std::optional<T> Attributes::*field) {
-  for (auto& [other, attributes] : state.attributes) {
-    if (is_below(other, name)) attributes.*field = std::nullopt;
+void set_one(Kept::AttributeMap& attributes, const std::string& name, const std::optional<T>& value,
+             std::optional<T> Attributes::*field) {
+  if (!value) return;
+  attributes[name].*field = value;
+  auto at = attributes.upper_bound(name);
+  while (at != attributes.end() && at->first.starts_with(name)) {
+    if (is_at_or_below(at->first, name)) at->second.*field = std::nullopt;
+    const bool is_empty = !at->second.notification && !at->second.access;
+    at = is_empty ? attributes.erase(at) : std::next(at);
   }
 }
 
-void drop_empty(Kept::State& state) {
-  std::erase_if(state.attributes, [](const auto& entry) {
-    return !entry.second.notification && !entry.second.access;
-  });
+std::size_t size_of(const std::string& name, const Attributes& attributes) {
+  std::size_t size = kFrame + name.size();
+  if (!attributes.access) return size;
+  for (const std::string& entity : *attributes.access) size += kItemFrame + entity.size();
+  return size;
 }
 
 void write_attributes(vk_value& element, const Attributes& attributes) {
@@ -85,7 +89,7 @@ std::shared_ptr<const Bytes> record_of(const Kept::State& state) {
     write_attributes(element, entry);
   }
   vk_value& told = add_array(*record, "Told");
-  for (const auto& [name, value] : state.told) {
+  for (const auto& [name, value] : state.told.values()) {
     vk_value& element = add_object_to(told);
     set_text(element, "Name", name);
     set_copy(element, "Value", *heap.read(value));
@@ -113,7 +117,7 @@ Kept::State state_of(const vk_value& record) {
   });
   for_each_named(record, "Told", [&](const std::string& name, const vk_value& element) {
     const vk_value* const value = member(element, "Value");
-    if (value != nullptr) state.told[name] = leaf_of(*value);
+    if (value != nullptr) state.told.put(name, leaf_of(*value));
   });
   return state;
 }
@@ -129,28 +133,7 @@ Kept::State state_in(const Bytes& record) {
   return state_of(*heap.read(record));
 }
 
-// Takes a map back to what it was, where it still is what it became. Allocates nothing.
-template <typename Map>
-void take_back_entries(Map& now, Map& before, const Map& after) noexcept {
-  for (const auto& [name, became] : after) {
-    const auto is = now.find(name);
-    if (is == now.end() || is->second != became) continue;
-    const auto was = before.find(name);
-    if (was == before.end()) {
-      now.erase(is);
-    } else {
-      is->second = std::move(was->second);
-    }
-  }
-  now.merge(before);
-}
-
 }  // namespace
-
-Leaf leaf_of(const vk_value& value) {
-  const Bytes bytes = written(value);
-  return {bytes.begin(), bytes.end()};
-}
 
 asio::awaitable<void> Kept::load() {
   if (loaded_) co_return;
@@ -226,27 +209,31 @@ void Kept::set_parameter_key(const std::string& key) {
   state_.key = key;
 }
 
-int32_t Kept::notification(const std::string& name) const {
-  return nearest(state_, name, &Attributes::notification).value_or(kNotifyOff);
+int32_t Kept::notification(std::string_view name) const {
+  const int32_t* const found = nearest(state_, name, &Attributes::notification);
+  return found == nullptr ? kNotifyOff : *found;
 }
 
-AccessList Kept::access(const std::string& name) const {
-  return nearest(state_, name, &Attributes::access).value_or(AccessList{kSubscriber});
+AccessList Kept::access(std::string_view name) const {
+  const AccessList* const found = nearest(state_, name, &Attributes::access);
+  return found == nullptr ? AccessList{kSubscriber} : *found;
 }
 
 void Kept::set(const std::string& name, const Attributes& attributes) {
-  if (attributes.notification) {
-    clear_below(state_, name, &Attributes::notification);
-    state_.attributes[name].notification = attributes.notification;
-  }
-  if (attributes.access) {
-    clear_below(state_, name, &Attributes::access);
-    state_.attributes[name].access = attributes.access;
-  }
-  drop_empty(state_);
-  std::erase_if(state_.told,
-                [&](const auto& entry) { return notification(entry.first) == kNotifyOff; });
+  set_one(state_.attributes, name, attributes.notification, &Attributes::notification);
+  set_one(state_.attributes, name, attributes.access, &Attributes::access);
+  if (attributes.notification == kNotifyOff) forget_unwatched(name);
   changed_ = true;
+}
+
+void Kept::forget_unwatched(std::string_view above) {
+  state_.told.erase_if(above, [&](const auto& name) { return notification(name) == kNotifyOff; });
+}
+
+bool Kept::has_room() const {
+  std::size_t size = 0;
+  for (const auto& [name, attributes] : state_.attributes) size += size_of(name, attributes);
+  return size <= kMostOfAttributes;
 }
 
 std::vector<std::string> Kept::watched() const {
@@ -257,23 +244,30 @@ std::vector<std::string> Kept::watched() const {
   return names;
 }
 
-const Leaf* Kept::told(const std::string& name) const {
-  const auto found = state_.told.find(name);
-  return found == state_.told.end() ? nullptr : &found->second;
-}
-
 void Kept::tell(const std::string& name, Leaf value) {
-  Leaf& kept = state_.told[name];
-  if (kept == value) return;
-  kept = std::move(value);
-  changed_ = true;
+  touch(name);
+  const Leaf* const kept = told(name);
+  if (kept != nullptr && *kept == value) return;
+  if (state_.told.put(name, std::move(value))) changed_ = true;
 }
 
 void Kept::erase(const std::string& object) {
-  const auto at_or_below = [&](const auto& entry) { return entry.first.starts_with(object); };
-  const auto attributes = std::erase_if(state_.attributes, at_or_below);
-  const auto told = std::erase_if(state_.told, at_or_below);
-  changed_ = changed_ || attributes != 0 || told != 0;
+  touch(object);
+  const auto attributes = std::erase_if(
+      state_.attributes, [&](const auto& entry) { return is_at_or_below(entry.first, object); });
+  forget_told(object, [](const auto&) { return true; });
+  changed_ = changed_ || attributes != 0;
+}
+
+void Kept::touch(const std::string& name) {
+  for (Reading* const reading : readings_) reading->touched_.insert(name);
+}
+
+bool Kept::Reading::is_stale(std::string_view name) const {
+  for (; !touched_.contains(name); name = cover_of(name)) {
+    if (name.empty()) return false;
+  }
+  return true;
 }
 
 void Kept::take_back(State before, const State* after) noexcept {
@@ -284,7 +278,8 @@ void Kept::take_back(State before, const State* after) noexcept {
     return;
   }
   take_back_entries(state_.attributes, before.attributes, after->attributes);
-  take_back_entries(state_.told, before.told, after->told);
+  state_.told.take_back(std::move(before.told), after->told);
+  forget_unwatched("");
 }
 
 }  // namespace vesk::core::dm

@@ -14,14 +14,17 @@
 #include <asio/awaitable.hpp>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "core/call.h"
 #include "core/manager_records.h"
-#include "lib/value/node.h"
+#include "core/manager_told.h"
 
 namespace vesk::core::dm {
 
@@ -30,10 +33,6 @@ inline constexpr int32_t kNotifyPassive = 1;
 inline constexpr int32_t kNotifyActive = 2;
 
 using AccessList = std::vector<std::string>;
-
-/// A value in the bytes of the wire; not charged to the account of messages, for it stays.
-using Leaf = std::vector<std::byte>;
-Leaf leaf_of(const vk_value& value);
 
 /// The attributes that a name can have.
 struct Attributes {
@@ -45,6 +44,10 @@ struct Attributes {
 
 class Kept {
  public:
+  using AttributeMap = std::map<std::string, Attributes, std::less<>>;
+
+  static constexpr std::size_t kMostOfAttributes = 256 << 10;  ///< bytes in the record
+
   explicit Kept(Records& records) : records_(records) {}
 
   /// Reads the record, once, as soon as the store can. A damaged one counts as none. Throws a
@@ -60,35 +63,62 @@ class Kept {
   void set_parameter_key(const std::string& key);
 
   /// What holds for a parameter; off, and access for subscribers, by default.
-  int32_t notification(const std::string& name) const;
-  AccessList access(const std::string& name) const;
+  int32_t notification(std::string_view name) const;
+  AccessList access(std::string_view name) const;
   /// Sets those that are there. What is no longer watched is no longer told.
   void set(const std::string& name, const Attributes& attributes);
+  /// Whether the attributes are few enough to be saved.
+  bool has_room() const;
   /// The names at which a notification stands that is not off.
   std::vector<std::string> watched() const;
 
   /// The value that was told of a parameter; null if none was.
-  const Leaf* told(const std::string& name) const;
+  const Leaf* told(const std::string& name) const { return state_.told.find(name); }
+  /// Nothing happens if there is no room for it.
   void tell(const std::string& name, Leaf value);
+  /// Forgets told values at or below a name that a predicate of their names is true of.
+  template <typename Predicate>
+  void forget_told(const std::string& above, const Predicate& predicate) {
+    if (state_.told.erase_if(above, predicate)) changed_ = true;
+  }
 
   /// Forgets attributes and values at an object and below.
   void erase(const std::string& object);
 
+  /// Values are being read: of which of them others told, or erased them, meanwhile.
+  class Reading {
+   public:
+    explicit Reading(Kept& kept) : kept_(kept) { kept_.readings_.insert(this); }
+    ~Reading() { kept_.readings_.erase(this); }
+    Reading(const Reading&) = delete;
+    Reading& operator=(const Reading&) = delete;
+
+    bool is_stale(std::string_view name) const;
+
+   private:
+    friend class Kept;
+
+    Kept& kept_;
+    std::set<std::string, std::less<>> touched_;
+  };
+
   /// What can be taken back.
   struct State {
     std::string key;
-    std::map<std::string, Attributes> attributes;
-    std::map<std::string, Leaf> told;
+    AttributeMap attributes;
+    Told told;
     uint32_t erasures = 0;  ///< how often all was forgotten
   };
   const State& state() const { return state_; }
   /// Takes attributes and values back to what they were, where they still are what they became:
-  /// what others have changed since stays.
+  /// what others have changed since stays, but of what is then not watched nothing is told.
   /// @param after null if nobody else can have changed anything since
   void take_back(State before, const State* after) noexcept;
 
  private:
   asio::awaitable<uint32_t> write();
+  void touch(const std::string& name);
+  void forget_unwatched(std::string_view above);
 
   Records& records_;
   State state_;
@@ -97,6 +127,7 @@ class Kept {
   bool loaded_ = false;
   bool changed_ = false;
   uint32_t saves_ = 0;  // in flight
+  std::set<Reading*> readings_;
 };
 
 }  // namespace vesk::core::dm

@@ -4,6 +4,7 @@
 
 #include <optional>
 #include <string>
+#include <variant>
 #include <vector>
 
 #include "tests/support/manager_bench.h"
@@ -61,6 +62,15 @@ class ManagerWatches : public ManagerBench {
 
   Told notifications(bool keep = false) {
     return ask("dmmgr.notification.get", object({{"Keep", boolean(keep ? 1 : 0)}}));
+  }
+
+  /// The names of which the record holds the value that was told last.
+  std::vector<std::string> told_names() const {
+    std::vector<std::string> names;
+    for (const Tree& entry : records.trees.at("veskd.manager").items.at(2).items) {
+      names.push_back(std::get<std::string>(entry.items.at(0).payload));
+    }
+    return names;
   }
 
   static Told changes(const Tree& list, bool active) {

@@ -1,7 +1,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <chrono>
 #include <string>
+#include <vector>
 
 #include "tests/support/manager_watches.h"
 
@@ -293,6 +296,49 @@ TEST_F(ManagerAttributes, ThatCannotBeSavedLeaveToldWhatWas) {
   set({wish("Device.", 2)});
   device.parameters["Device.B.C"] = text("new");
   EXPECT_EQ(notifications(), nothing());
+}
+
+TEST_F(ManagerAttributes, ThatCannotBeSavedLeaveNothingToldOfWhatIsNotWatched) {
+  set({wish("Device.B.D", 1)});
+  records.halt();
+  const Pending setting = begin_to_set(wish("Device.A", 1));
+  device.parameters["Device.A"] = text("new");
+  const Pending telling = begin("dmmgr.notification.get", object({}), caller);
+  settle();
+  records.save_status = VK_EIO;
+  records.go_on();
+  run();
+  EXPECT_EQ(*setting, refused(VK_EIO, 9002));
+  EXPECT_NE(*telling, nothing());
+  records.save_status = VK_EOK;
+  notifications();
+  EXPECT_EQ(told_names(), (std::vector<std::string>{"Device.B.D"}));
+}
+
+TEST_F(ManagerAttributes, BeyondTheRoomForThemAreRefused) {
+  const std::string entity(core::dm::Kept::kMostOfAttributes / 2, 'x');
+  EXPECT_EQ(set({wish("Device.A", 1, {{entity}})}), acknowledged());
+  EXPECT_EQ(set({wish("Device.B.C", 1, {{entity}})}), refused(VK_ENOMEM, 9004));
+  EXPECT_EQ(get({"Device.B.C"}), rows({{"Device.B.C", 0}}));
+  EXPECT_EQ(set({wish("Device.", 1, {{entity}})}), acknowledged());
+}
+
+// Each would otherwise be looked at for every other.
+TEST_F(ManagerAttributes, TakeTimeByTheirNumberOnly) {
+  const auto time_of = [&](int count) {
+    core::dm::Kept kept(records);
+    const auto begin = std::chrono::steady_clock::now();
+    for (int at = 0; at != count; ++at) {
+      const std::string name = "Device.N" + std::to_string(at);
+      kept.set(name, {1, std::nullopt});
+      kept.tell(name, core::dm::Leaf(4));
+    }
+    return std::chrono::steady_clock::now() - begin;
+  };
+  const auto best_of = [&](int count) {
+    return std::min({time_of(count), time_of(count), time_of(count), time_of(count)});
+  };
+  EXPECT_LT(best_of(8000), 80 * best_of(500));
 }
 
 TEST_F(ManagerAttributes, WaitForAWriteUnderWayAndAreRefusedWithinIt) {

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -51,6 +52,11 @@ class ManagerKept : public testing::Test {
   }
   uint32_t load() { return begin(loading(kept))->value(); }
   uint32_t save() { return begin(kept.save())->value(); }
+
+  static core::dm::Leaf leaf(const std::string& value) {
+    const core::Bytes bytes = bytes_of(text(value));
+    return {bytes.begin(), bytes.end()};
+  }
 
   Tree saved_key() const { return records.trees.at("veskd.manager").items.at(0); }
   static Tree key(const std::string& value) {
@@ -139,6 +145,42 @@ TEST_F(ManagerKept, StaysForgottenThoughItWasBeingSaved) {
   run();
   EXPECT_EQ(*saving, VK_EOK);
   EXPECT_EQ(saved_key(), key(""));
+}
+
+TEST_F(ManagerKept, HasRoomForSoManyValues) {
+  load();
+  for (std::size_t at = 0; at != core::dm::Told::kMostValues; ++at) {
+    kept.tell("T" + std::to_string(at), {});
+  }
+  kept.tell("More", {});
+  EXPECT_EQ(kept.told("More"), nullptr);
+  kept.tell("T0", core::dm::Leaf(4));
+  EXPECT_EQ(kept.told("T0")->size(), 4U);
+  kept.forget_told("T1", [](const auto&) { return true; });
+  kept.tell("More", {});
+  EXPECT_NE(kept.told("More"), nullptr);
+}
+
+// What a value takes is given back with it, however it goes.
+TEST_F(ManagerKept, HasRoomForSoManyBytes) {
+  load();
+  const core::dm::Leaf large = leaf(std::string(core::dm::Told::kMostBytes * 2 / 3, 'x'));
+  const auto fits = [&](const std::string& name) {
+    kept.tell(name, large);
+    return kept.told(name) != nullptr;
+  };
+  EXPECT_TRUE(fits("A.B"));
+  EXPECT_FALSE(fits("C"));
+  kept.erase("A.");
+  const Kept::State before = kept.state();
+  EXPECT_TRUE(fits("C"));
+  const Kept::State after = kept.state();
+  kept.take_back(before, &after);
+  EXPECT_TRUE(fits("D"));
+  kept.tell("D", leaf("short"));
+  EXPECT_TRUE(fits("E"));
+  EXPECT_EQ(save(), VK_EOK);
+  EXPECT_LT(bytes_of(records.trees.at("veskd.manager")).size(), core::dm::Told::kMostBytes);
 }
 
 }  // namespace

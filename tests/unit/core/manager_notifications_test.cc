@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "tests/support/manager_watches.h"
 
@@ -16,9 +18,26 @@ Tree below_device(std::initializer_list<Tree::Named> members) {
 class ServerWrites : public ManagerWatches {
  protected:
   Told write(const std::string& name, const Tree& value, uint32_t flags) {
-    return ask("cwmp.rpc.SetParameterValues",
-               object({{"ParameterList", array({object({{"Name", text(name)}, {"Value", value}})})},
-                       {"dm-flags", unsigned_integer(flags)}}));
+    const Pending writing = begin_to_write(name, value, flags);
+    run();
+    return writing->value();
+  }
+  Pending begin_to_write(const std::string& name, const Tree& value, uint32_t flags) {
+    const Tree assignment = object({{"Name", text(name)}, {"Value", value}});
+    return begin(
+        "cwmp.rpc.SetParameterValues",
+        object({{"ParameterList", array({assignment})}, {"dm-flags", unsigned_integer(flags)}}),
+        caller);
+  }
+
+  // So many that reading them takes longer than a write.
+  void watch_many(std::vector<Tree> wishes) {
+    for (int at = 0; at != 50; ++at) {
+      const std::string name = "Device.Z" + std::to_string(at);
+      device.parameters[name] = integer(at);
+      wishes.push_back(wish(name, 2));
+    }
+    set(std::move(wishes));
   }
 };
 
@@ -63,8 +82,9 @@ TEST_F(ManagerNotifications, ThatAreOnlyLookedAtStay) {
 }
 
 TEST_F(ManagerNotifications, ThatAreBeyondALimitStay) {
+  options.limits.text = 1000;
   set({wish("Device.A", 1)});
-  device.parameters["Device.A"] = text(std::string(500'000, 'x'));
+  device.parameters["Device.A"] = text(std::string(1001, 'x'));
   const Told refused = notifications();
   EXPECT_NE(refused, nothing());
   EXPECT_EQ(notifications(), refused);
@@ -114,6 +134,42 @@ TEST_F(ManagerNotifications, RememberAModuleThatIsAway) {
   EXPECT_EQ(notifications(), nothing());
   device.parameters["Device.A"] = text("new");
   EXPECT_EQ(notifications(), changes(below_device({{"A", text("new")}}), false));
+}
+
+TEST_F(ManagerNotifications, ForgetWhatIsGoneBelowAWatchedObject) {
+  set({wish("Device.T.", 1)});
+  device.parameters.erase("Device.T.1.Name");
+  EXPECT_EQ(notifications(true), nothing());
+  EXPECT_EQ(told_names(), (std::vector<std::string>{"Device.T.1.Name"}));
+  EXPECT_EQ(notifications(), nothing());
+  EXPECT_EQ(told_names(), std::vector<std::string>{});
+}
+
+TEST_F(ManagerNotifications, RememberWhatNobodyCouldTellOf) {
+  router.add({.module = "other", .pattern = "Other", .parameters = {{"Other.A", text("a")}}});
+  set({wish("", 1)});
+  const std::vector<std::string> told = told_names();
+  router.remove("Other");
+  device.refusals["get Device"] = VK_ETIMEDOUT;
+  device.parameters.erase("Device.A");
+  EXPECT_EQ(notifications(), nothing());
+  EXPECT_EQ(told_names(), told);
+  device.refusals.clear();
+  device.before["get Device"] = [&] { router.remove("Device"); };
+  EXPECT_EQ(notifications(), nothing());
+  EXPECT_EQ(told_names(), told);
+}
+
+TEST_F(ManagerNotifications, ForWhichThereIsNoRoomWait) {
+  set({wish("Device.B.", 1), wish("Device.T.", 1)});
+  device.parameters["Device.B.C"] = text(std::string(core::dm::Told::kMostBytes / 2, 'x'));
+  EXPECT_NE(notifications(), nothing());
+  device.parameters["Device.T.1.Name"] = text(std::string(core::dm::Told::kMostBytes / 2, 'y'));
+  EXPECT_EQ(notifications(), nothing());
+  device.parameters["Device.B.C"] = text("short");
+  EXPECT_NE(notifications(), nothing());
+  EXPECT_EQ(told_names().size(), 3U);
+  EXPECT_EQ(notifications(), nothing());
 }
 
 TEST_F(ManagerNotifications, EndWhenTheyAreTurnedOff) {
@@ -204,6 +260,30 @@ TEST_F(ServerWrites, OutliveARestart) {
   write("Device.A", text("by the server"), 1);
   restart();
   EXPECT_EQ(notifications(), nothing());
+}
+
+TEST_F(ServerWrites, CountAsToldThoughTheValueBeforeWasBeingRead) {
+  watch_many({wish("Device.A", 2)});
+  device.parameters["Device.A"] = text("by itself");
+  device.before["get Device.A"] = [&] {
+    device.before.clear();
+    begin_to_write("Device.A", text("a"), 1);
+  };
+  EXPECT_EQ(notifications(), nothing());
+  EXPECT_EQ(notifications(), nothing());
+}
+
+TEST_F(ServerWrites, ThatDeleteWhatWasBeingReadAreNotTold) {
+  watch_many({wish("Device.T.", 2)});
+  const std::vector<std::string> told = told_names();
+  device.parameters["Device.T.7.Name"] = text("by itself");
+  device.before["get Device.T"] = [&] {
+    device.before.clear();
+    const Tree request = object({{"ObjectName", text("Device.T.7.")}});
+    begin("cwmp.rpc.DeleteObject", request, caller);
+  };
+  EXPECT_EQ(notifications(), nothing());
+  EXPECT_EQ(told_names(), told);
 }
 
 TEST_F(ServerWrites, ThatAddAnInstanceCountAsTold) {
