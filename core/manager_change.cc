@@ -97,10 +97,16 @@ asio::awaitable<void> Change::commit() {
     handler.committed = nothing_held ? VK_EOK : reply.status;
     if (handler.committed == VK_EOK) hear(*reply.value);
   }
+  note_uncommitted();
+}
+
+void Change::note_uncommitted() {
   for (std::size_t at = 0; at != handlers_.size(); ++at) {
     const vk_error status = handlers_[at].committed;
     if (status == VK_EOK) continue;
+    run_short();  // it is, until the faults are noted
     fault_names_of(at, status == VK_ENOANSWER ? VK_EPROVIDER : status);
+    short_ = false;
   }
 }
 

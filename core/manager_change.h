@@ -67,6 +67,7 @@ class Change {
   asio::awaitable<Reply> tell(const Registration& to, uint32_t action);
   std::size_t handler_of(const Registration& registration);
   void fault_names_of(std::size_t handler, vk_error status);
+  void note_uncommitted();
   void hear(const vk_value& answer);
 
   Walk& walk_;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <new>
 #include <span>
 #include <utility>
 
@@ -47,8 +48,8 @@ Fault fault(const std::string& name, vk_error status, const Path& path) {
 Refusal::Refusal(std::vector<Fault> faults)
     : status_(faults.front().status), code_(faults.front().code), faults_(std::move(faults)) {}
 
-Refusal::Refusal(vk_error status, std::vector<Fault> faults)
-    : status_(status), code_(fault_code(status)), faults_(std::move(faults)) {}
+Refusal::Refusal(vk_error status, std::vector<Fault> faults, uint32_t instance)
+    : status_(status), code_(fault_code(status)), faults_(std::move(faults)), instance_(instance) {}
 
 Bytes Refusal::tree(std::size_t faults) const {
   const Heap heap;
@@ -60,10 +61,11 @@ Bytes Refusal::tree(std::size_t faults) const {
     set_text(element, "ParameterName", each.name);
     tell_code(element, each.code);
   }
+  if (instance_ != 0) check(vk_object_set_uint(value.get(), "InstanceNumber", instance_));
   return written(*value);
 }
 
-Answer Refusal::answer(const rt::Limits& limits) const {
+Answer Refusal::answer(const rt::Limits& limits) const try {
   std::size_t faults = std::min(faults_.size(), kMostFaults);
   Bytes value = tree(faults);
   while (faults != 0 && !is_within(limits, value)) {
@@ -71,6 +73,8 @@ Answer Refusal::answer(const rt::Limits& limits) const {
     value = tree(faults);
   }
   return {status_, std::move(value)};
+} catch (const std::bad_alloc&) {
+  return {status_};
 }
 
 void refuse_arguments() { throw Refusal(VK_EINVAL, kInvalidArguments); }

@@ -41,13 +41,14 @@ class Refusal : public std::exception {
   explicit Refusal(std::vector<Fault> faults);
   explicit Refusal(Fault fault) : Refusal(std::vector<Fault>{std::move(fault)}) {}
   /// A status that speaks for all faults, of which there may be none.
-  Refusal(vk_error status, std::vector<Fault> faults);
+  /// @param instance the number of one that was added all the same, or 0
+  Refusal(vk_error status, std::vector<Fault> faults, uint32_t instance = 0);
 
   const char* what() const noexcept override { return "a refused request"; }
 
   static constexpr std::size_t kMostFaults = 1024;
   /// The answer with the first of the faults: at most so many, and no more than keep it within the
-  /// limits.
+  /// limits. For want of memory, nothing but the status.
   Answer answer(const rt::Limits& limits) const;
 
  private:
@@ -56,6 +57,7 @@ class Refusal : public std::exception {
   vk_error status_;
   uint32_t code_;
   std::vector<Fault> faults_;
+  uint32_t instance_ = 0;
 };
 
 /// The request itself cannot be read: 9003.

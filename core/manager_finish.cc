@@ -48,14 +48,18 @@ void update(Kept& kept, const vk_value& request, const Change& change, const Out
   if (key != nullptr && change.faults().empty()) kept.set_parameter_key(key->payload.text);
 }
 
-}  // namespace
-
-std::string text_of(const Name& name) {
-  return name.partial ? joined_object(name.path) : joined(name.path);
+// Want of memory for the faults leaves the status.
+Refusal unfinished(const Change& change, uint32_t instance) {
+  try {
+    return {VK_EIO, change.faults(), change.failed() ? 0 : instance};
+  } catch (const std::bad_alloc&) {
+    return Refusal(VK_EIO);
+  }
 }
 
-asio::awaitable<void> finish(Desk& desk, const Walk& walk, const vk_value& request,
-                             const Change& change, Outcome outcome) {
+// All that follows the commit.
+asio::awaitable<void> settle(Desk& desk, const Walk& walk, const vk_value& request,
+                             const Change& change, Outcome& outcome) {
   drop_uncommitted(outcome, change);
   update(desk.kept, request, change, outcome);
   const uint32_t flags = flags_of(request);
@@ -68,7 +72,34 @@ asio::awaitable<void> finish(Desk& desk, const Walk& walk, const vk_value& reque
   std::vector<std::string> names;
   for (const Name& name : outcome.names) names.push_back(text_of(name));
   if (!names.empty()) desk.hooks.run(outcome.event, names, walk.call());
-  if (saved != VK_EOK || !change.faults().empty()) throw Refusal(VK_EIO, change.faults());
+  if (saved != VK_EOK || change.failed()) throw unfinished(change, outcome.instance);
+}
+
+}  // namespace
+
+std::string text_of(const Name& name) {
+  return name.partial ? joined_object(name.path) : joined(name.path);
+}
+
+Answer write_answer(const Heap& heap, const Change& change, uint32_t instance) {
+  const OwnedValue out = heap.object();
+  if (instance != 0) check(vk_object_set_uint(out.get(), "InstanceNumber", instance));
+  check(vk_object_set_int(out.get(), "Status", change.status()));
+  return {VK_EOK, written(*out)};
+}
+
+asio::awaitable<Answer> finish(Desk& desk, const Walk& walk, const vk_value& request,
+                               Change& change, Outcome outcome) {
+  // Made here: want of memory for it is none after the commit.
+  asio::awaitable<void> commit = change.commit();
+  try {
+    co_await std::move(commit);
+    co_await settle(desk, walk, request, change, outcome);
+    Answer answer = write_answer(walk.heap(), change, outcome.instance);
+    co_return answer;
+  } catch (const std::bad_alloc&) {
+  }
+  throw unfinished(change, outcome.instance);
 }
 
 }  // namespace vesk::core::dm

@@ -1,8 +1,9 @@
 #pragma once
 
-// The end of every write, once its handlers have committed.
+// The end of every write that its handlers hold.
 
 #include <asio/awaitable.hpp>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -16,14 +17,18 @@ namespace vesk::core::dm {
 struct Outcome {
   const char* event;
   std::vector<Name> names;
+  uint32_t instance = 0;  ///< the number of one that was added
 };
 
-/// Brings what is kept up to date: values that the management server wrote count as told, deleted
-/// objects have no attributes, and the parameter key of the request holds if all was committed.
-/// Then has hooks called. Throws a refusal, `VK_EIO`, if a handler did not commit
-/// or the store did not save.
-asio::awaitable<void> finish(Desk& desk, const Walk& walk, const vk_value& request,
-                             const Change& change, Outcome outcome);
+/// Commits, and brings what is kept up to date: values that the management server wrote count as
+/// told, deleted objects have no attributes, and the parameter key of the request holds if all was
+/// committed. Then has hooks called. Throws a refusal, `VK_EIO`, if a handler did not commit, if
+/// the store did not save, or for want of memory once the commit has begun.
+asio::awaitable<Answer> finish(Desk& desk, const Walk& walk, const vk_value& request,
+                               Change& change, Outcome outcome);
+
+/// The answer to a write.
+Answer write_answer(const Heap& heap, const Change& change, uint32_t instance = 0);
 
 /// The text of a name; that of an object ends in ".".
 std::string text_of(const Name& name);

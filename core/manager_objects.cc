@@ -48,13 +48,6 @@ uint32_t instance_in(const vk_value& answer) {
   return number == nullptr ? 0 : number->payload.u32;
 }
 
-Answer object_answer(const Heap& heap, const Change& change, uint32_t instance) {
-  const OwnedValue out = heap.object();
-  if (instance != 0) check(vk_object_set_uint(out.get(), "InstanceNumber", instance));
-  check(vk_object_set_int(out.get(), "Status", change.status()));
-  return {VK_EOK, written(*out)};
-}
-
 }  // namespace
 
 asio::awaitable<Answer> add_object(Desk& desk, CallPtr call, const Request& request) {
@@ -71,10 +64,9 @@ asio::awaitable<Answer> add_object(Desk& desk, CallPtr call, const Request& requ
     co_await change.roll_back();
     throw Refusal(fault(table.text, VK_EPROVIDER));
   }
-  co_await change.commit();
-  Outcome outcome{"added", {Name{child_of(table.path, std::to_string(instance)), true}}};
-  co_await finish(desk, walk, *in, change, std::move(outcome));
-  co_return object_answer(heap, change, instance);
+  Outcome outcome{"added", {Name{child_of(table.path, std::to_string(instance)), true}}, instance};
+  Answer finished = co_await finish(desk, walk, *in, change, std::move(outcome));
+  co_return finished;
 }
 
 asio::awaitable<Answer> delete_object(Desk& desk, CallPtr call, const Request& request) {
@@ -87,10 +79,9 @@ asio::awaitable<Answer> delete_object(Desk& desk, CallPtr call, const Request& r
   Walk walk(desk.router, call, flags_of(*in), desk.options.limits, heap);
   Change change(walk);
   co_await hold(change, instance, VK_DM_DEL);
-  co_await change.commit();
   Outcome outcome{"deleted", {Name{instance.path, true}}};
-  co_await finish(desk, walk, *in, change, std::move(outcome));
-  co_return object_answer(heap, change, 0);
+  Answer finished = co_await finish(desk, walk, *in, change, std::move(outcome));
+  co_return finished;
 }
 
 }  // namespace vesk::core::dm

@@ -91,14 +91,10 @@ asio::awaitable<Answer> set_parameter_values(Desk& desk, CallPtr call, const Req
   const std::vector<Assignment> assignments = read_assignments(*in, desk.options.limits, change);
   const bool trial = flag(*in, "Try");
   co_await hold(change, assignments, trial, heap);
-  if (!trial) {
-    co_await change.commit();
-    Outcome outcome{"changed", names_of(assignments)};
-    co_await finish(desk, walk, *in, change, std::move(outcome));
-  }
-  const OwnedValue out = heap.object();
-  check(vk_object_set_int(out.get(), "Status", change.status()));
-  co_return Answer{VK_EOK, written(*out)};
+  if (trial) co_return write_answer(heap, change);
+  Outcome outcome{"changed", names_of(assignments)};
+  Answer finished = co_await finish(desk, walk, *in, change, std::move(outcome));
+  co_return finished;
 }
 
 }  // namespace vesk::core::dm

@@ -109,6 +109,12 @@ class TwoModules {
   }
 
   int holders() const { return (one.staged.empty() ? 0 : 1) + (two.staged.empty() ? 0 : 1); }
+  int committed() const {
+    const auto is_new = [](const Provider& provider) {
+      return provider.parameters.begin()->second == text("new") ? 1 : 0;
+    };
+    return is_new(one) + is_new(two);
+  }
   bool was_read_back() const { return one.count("get One." + kLong) != 0; }
   bool was_saved() const { return records_.saves != saves_before_; }
 
@@ -149,24 +155,34 @@ void for_each_strike(std::size_t at_least, const std::function<bool(std::size_t)
 }
 
 // The same with the memory of trees for a set.
-void for_each_set(const std::function<void(TwoModules&, bool answered)>& check) {
+void for_each_set(const std::function<void(TwoModules&, const std::optional<Told>&)>& check) {
   const LogSpy log;
   for_each_strike(50, [&](std::size_t strike_at) {
     AllocationFault fault(strike_at, AllocationFault::Extent::kOne);
     TwoModules modules;
     const std::optional<Told> told = modules.set(fault);
-    check(modules, told && told->status != VK_ENOMEM);
+    check(modules, told);
     return fault.struck();
   });
 }
 
 TEST(ManagerMemory, ThatIsShortKeepsOneModuleAtMostFromItsCommitOrRollback) {
-  for_each_set([](const TwoModules& modules, bool) { EXPECT_LE(modules.holders(), 1); });
+  for_each_set([](const TwoModules& modules, const auto&) { EXPECT_LE(modules.holders(), 1); });
 }
 
 TEST(ManagerMemory, ThatIsShortDoesNotKeepAWriteFromItsEnd) {
-  for_each_set([](const TwoModules& modules, bool answered) {
+  for_each_set([](const TwoModules& modules, const std::optional<Told>& told) {
+    const bool answered = told && told->status != VK_ENOMEM;
     EXPECT_TRUE(!modules.was_read_back() || modules.was_saved() || answered);
+  });
+}
+
+TEST(ManagerMemory, ThatIsShortAfterACommitIsNotToldAsIfNothingHadChanged) {
+  for_each_set([](const TwoModules& modules, const std::optional<Told>& told) {
+    ASSERT_TRUE(told);
+    if (modules.committed() != 0) {
+      EXPECT_TRUE(told->status == VK_EOK || told->status == VK_EIO) << *told;
+    }
   });
 }
 

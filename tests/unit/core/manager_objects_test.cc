@@ -111,6 +111,15 @@ TEST_F(ManagerObjects, AreNotDoneIfTheCommitIsLost) {
   EXPECT_EQ(add("Device.T."), refused(VK_EIO, 9002, {{"Device.T.", 9002}}));
 }
 
+TEST_F(ManagerObjects, TellTheirNumberThoughNothingCouldBeSaved) {
+  records.save_status = VK_EIO;
+  const Told told = ask("cwmp.rpc.AddObject",
+                        object({{"ObjectName", text("Device.T.")}, {"ParameterKey", text("k")}}));
+  Told expected = refused(VK_EIO, 9002);
+  expected.value.items.push_back(object({{"InstanceNumber", unsigned_integer(3)}}).items[0]);
+  EXPECT_EQ(told, expected);
+}
+
 TEST_F(ManagerObjects, MoveTheParameterKey) {
   const auto with_key = [&](const char* request, const char* name, const char* key) {
     ask(request, object({{"ObjectName", text(name)}, {"ParameterKey", text(key)}}));
