@@ -260,11 +260,20 @@ void Kept::erase(const std::string& object) {
 }
 
 void Kept::touch(const std::string& name) {
-  for (Reading* const reading : readings_) reading->touched_.insert(name);
+  for (const std::weak_ptr<Touched>& each : readings_) {
+    if (const std::shared_ptr<Touched> reading = each.lock()) reading->insert(name);
+  }
+}
+
+Kept::Reading::Reading(Kept& kept) {
+  std::erase_if(kept.readings_, [](const auto& each) { return each.expired(); });
+  auto touched = std::make_shared<Touched>();
+  kept.readings_.push_back(touched);
+  touched_ = std::move(touched);
 }
 
 bool Kept::Reading::is_stale(std::string_view name) const {
-  for (; !touched_.contains(name); name = cover_of(name)) {
+  for (; !touched_->contains(name); name = cover_of(name)) {
     if (name.empty()) return false;
   }
   return true;

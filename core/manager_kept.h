@@ -16,6 +16,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <memory>
 #include <optional>
 #include <set>
 #include <string>
@@ -43,6 +44,8 @@ struct Attributes {
 };
 
 class Kept {
+  using Touched = std::set<std::string, std::less<>>;  // names of parameters and objects
+
  public:
   using AttributeMap = std::map<std::string, Attributes, std::less<>>;
 
@@ -85,21 +88,15 @@ class Kept {
   /// Forgets attributes and values at an object and below.
   void erase(const std::string& object);
 
-  /// Values are being read: of which of them others told, or erased them, meanwhile.
+  /// Values are being read: which of them others told, or erased, meanwhile.
   class Reading {
    public:
-    explicit Reading(Kept& kept) : kept_(kept) { kept_.readings_.insert(this); }
-    ~Reading() { kept_.readings_.erase(this); }
-    Reading(const Reading&) = delete;
-    Reading& operator=(const Reading&) = delete;
+    explicit Reading(Kept& kept);
 
     bool is_stale(std::string_view name) const;
 
    private:
-    friend class Kept;
-
-    Kept& kept_;
-    std::set<std::string, std::less<>> touched_;
+    std::shared_ptr<const Touched> touched_;
   };
 
   /// What can be taken back.
@@ -126,8 +123,8 @@ class Kept {
 
   bool loaded_ = false;
   bool changed_ = false;
-  uint32_t saves_ = 0;  // in flight
-  std::set<Reading*> readings_;
+  uint32_t saves_ = 0;                            // in flight
+  std::vector<std::weak_ptr<Touched>> readings_;  // under way, or ended since
 };
 
 }  // namespace vesk::core::dm

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <new>
+#include <optional>
 #include <set>
 #include <string>
 #include <utility>
@@ -87,21 +88,17 @@ void forget_gone(Desk& desk, const Walk& walk, const Kept::Reading& reading, con
   const auto is_gone = [&](const std::string& name) {
     if (seen.contains(name) || reading.is_stale(name)) return false;
     if (desk.kept.state().attributes.contains(name)) return false;
-    const std::vector<Registration> then =
-        walk.at_or_above(name_of(name, desk.options.limits).path);
+    const std::optional<Name> parameter = read_name(name, desk.options.limits);
+    if (!parameter) return true;
+    const std::vector<Registration> then = walk.at_or_above(parameter->path);
     return std::any_of(then.begin(), then.end(),
                        [&](const Registration& each) { return now.contains(each.id); });
   };
   for (const std::string& object : watched.objects) desk.kept.forget_told(object, is_gone);
 }
 
-// The answer is made: what there is no memory to note is told once more, which is better than
-// never.
 void count_as_told(Kept& kept, std::vector<News>& news) {
-  try {
-    for (auto& [name, leaf] : news) kept.tell(name, std::move(leaf));
-  } catch (const std::bad_alloc&) {
-  }
+  for (auto& [name, leaf] : news) kept.tell(name, std::move(leaf));
 }
 
 }  // namespace
@@ -122,9 +119,12 @@ asio::awaitable<Answer> get_notifications(Desk& desk, CallPtr call, const Reques
   });
   check(vk_object_set_bool(report.value.get(), "Active", report.active ? 1 : 0));
   Answer answer = answer_within(desk.options.limits, *report.value);
-  if (!keep) {
-    count_as_told(desk.kept, report.news);
-    forget_gone(desk, walk, reading, watched, seen);
+  // The answer is made: what there is no memory to note is told once more, which is better than
+  // never.
+  try {
+    if (!keep) count_as_told(desk.kept, report.news);
+    if (!keep) forget_gone(desk, walk, reading, watched, seen);
+  } catch (const std::bad_alloc&) {
   }
   // What could not be saved is told once more after a restart, which is better than never.
   co_await desk.kept.save();

@@ -266,8 +266,8 @@ TEST_F(ServerWrites, CountAsToldThoughTheValueBeforeWasBeingRead) {
   watch_many({wish("Device.A", 2)});
   device.parameters["Device.A"] = text("by itself");
   device.before["get Device.A"] = [&] {
-    device.before.clear();
     begin_to_write("Device.A", text("a"), 1);
+    device.before.clear();
   };
   EXPECT_EQ(notifications(), nothing());
   EXPECT_EQ(notifications(), nothing());
@@ -278,9 +278,9 @@ TEST_F(ServerWrites, ThatDeleteWhatWasBeingReadAreNotTold) {
   const std::vector<std::string> told = told_names();
   device.parameters["Device.T.7.Name"] = text("by itself");
   device.before["get Device.T"] = [&] {
-    device.before.clear();
     const Tree request = object({{"ObjectName", text("Device.T.7.")}});
     begin("cwmp.rpc.DeleteObject", request, caller);
+    device.before.clear();
   };
   EXPECT_EQ(notifications(), nothing());
   EXPECT_EQ(told_names(), told);
