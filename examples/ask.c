@@ -80,9 +80,13 @@ static int call(const char *path, vk_value *request) {
   return status == VK_EOK ? 0 : 1;
 }
 
+static vk_value *new_request(void) {
+  return vk_object_new_with_policy(vk_default_allocator(), VK_POLICY_ORDERED);
+}
+
 /* A new request with a string in it. */
 static vk_value *request_with(const char *name, const char *text) {
-  vk_value *request = vk_object_new_with_policy(vk_default_allocator(), VK_POLICY_ORDERED);
+  vk_value *request = new_request();
   if (request == NULL || vk_object_set_string(request, name, text) != VK_EOK) {
     vk_value_delete(request);
     return NULL;
@@ -103,7 +107,7 @@ static int names(const char *path, const char *unused) {
 
 /* A request for the values at a path. */
 static vk_value *request_for(const char *path) {
-  vk_value *request = vk_object_new_with_policy(vk_default_allocator(), VK_POLICY_ORDERED);
+  vk_value *request = new_request();
   vk_value *paths = request == NULL ? NULL : vk_object_init_array(request, "ParameterNames");
   vk_value *name = paths == NULL ? NULL : vk_array_add_item(paths);
   if (name != NULL && vk_value_set_string(name, path) == VK_EOK) return request;
@@ -136,7 +140,7 @@ static vk_type type_of(const char *name) {
 
 static int set(const char *name, const char *text) {
   const vk_type type = type_of(name);
-  vk_value *request = request_with("ParameterKey", "");
+  vk_value *request = new_request();
   vk_value *list = request == NULL ? NULL : vk_object_init_array(request, "ParameterList");
   vk_value *element = list == NULL ? NULL : vk_array_add_item(list);
   if (element == NULL) return 2;
@@ -158,7 +162,7 @@ static int set(const char *name, const char *text) {
 
 static int change(const char *rpc, const char *object) {
   vk_value *request = request_with("ObjectName", object);
-  if (request == NULL || vk_object_set_string(request, "ParameterKey", "") != VK_EOK) return 2;
+  if (request == NULL) return 2;
   const int result = call(rpc, request);
   const vk_value *number = member(request, "InstanceNumber", VK_TYPE_UNSIGNEDINT);
   if (result == 0 && number != NULL) printf("  added instance %u\n", number->payload.u32);
