@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <iterator>
 
 namespace vesk::rt {
 namespace {
@@ -30,13 +31,25 @@ bool is_trusted(int fd) {
   return peer.uid == 0 || peer.uid == geteuid();
 }
 
+struct Meaning {
+  int error;
+  vk_error told;
+};
+constexpr Meaning kMeanings[] = {
+    {EAGAIN, VK_EBUSY},  {EINTR, VK_EBUSY},   {ENOENT, VK_ENOENT}, {ECONNREFUSED, VK_ENOENT},
+    {EMFILE, VK_ENOMEM}, {ENFILE, VK_ENOMEM}, {ENOMEM, VK_ENOMEM}, {ENOBUFS, VK_ENOMEM}};
+
+vk_error meaning_of(int error) {
+  const auto* const found = std::ranges::find(kMeanings, error, &Meaning::error);
+  return found == std::end(kMeanings) ? VK_EIO : found->told;
+}
+
 // One attempt. `VK_EBUSY` if the server's queue is full.
 vk_error attempt(const sockaddr_un& address, Fd& fd) {
   Fd made(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-  if (!made.valid()) return VK_EIO;
+  if (!made.valid()) return meaning_of(errno);
   if (connect(made.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
-    if (errno == EAGAIN || errno == EINTR) return VK_EBUSY;
-    return errno == ENOENT || errno == ECONNREFUSED ? VK_ENOENT : VK_EIO;
+    return meaning_of(errno);
   }
   if (!is_trusted(made.get())) return VK_EAUTH;
   fd = std::move(made);

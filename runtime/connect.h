@@ -12,7 +12,7 @@ namespace vesk::rt {
 /// Connects at once, or waits until there is room in the server's queue.
 /// @param stop a descriptor that ends the waiting when it is readable; -1 for none
 /// @return `VK_EOK`; `VK_ENOENT` if nobody listens at the path, or there was no room in time;
-///         `VK_EAUTH`; `VK_ENAMETOOLONG`; `VK_EIO`
+///         `VK_EAUTH`; `VK_ENAMETOOLONG`; `VK_ENOMEM`, also if no descriptor is left; `VK_EIO`
 [[nodiscard]] vk_error connect_now(const char* path, const Deadline& deadline, int stop, Fd& fd);
 
 /// The same, but waits for a server too.

@@ -107,7 +107,7 @@ int serve(Module& module, const StopSignal& stop) {
 int run(const vk_module_descriptor& descriptor, const Options& options) {
   const StopSignal stop;
   Module module(descriptor);
-  vk_error error = module.init(options.socket, options.params.get());
+  vk_error error = stop.fd() < 0 ? VK_ENOMEM : module.init(options.socket, options.params.get());
   if (error != VK_EOK) return report("The module could not begin", error, EX_SOFTWARE);
   bool refused = false;
   error = module.attach(stop.fd(), refused);

@@ -28,8 +28,9 @@ namespace vesk::rt {
 /// @return the status; `VK_ENOMEM`, with the node as it was, if there is no memory for the tree
 [[nodiscard]] uint32_t take_response(std::span<const std::byte> message, vk_value* value);
 
-/// Reads the tree of a complete message into a fresh node.
-/// @return `VK_EOK`; `VK_ENOMEM`, also for a tree with a name twice in one object
+/// Reads the tree of a complete message into a fresh node. A name that comes twice in one object
+/// gives one member, with the later value.
+/// @return `VK_EOK`; `VK_ENOMEM`
 [[nodiscard]] vk_error read_tree(std::span<const std::byte> bytes, vk_value& fresh);
 
 /// The number at a place of a message.

@@ -15,6 +15,8 @@ constexpr int kFirstPause = 100;
 constexpr int kLongestPause = 5000;
 constexpr int kCalm = 10000;  // after so long the next loss is a new one
 
+constexpr int kServingPause = 500;  // without a serving line, until one is tried for again
+
 constexpr int kMostEvents = 16;
 
 int longer(int pause) { return std::min(2 * pause, kLongestPause); }
@@ -75,7 +77,8 @@ void Module::stop() {
 
 int Module::timeout() const {
   if (!session_->is_open()) return lost_ ? retry_.left() : 0;
-  return session_->has_ready() ? 0 : -1;
+  if (session_->has_ready()) return 0;
+  return session_->has_serving_line() ? -1 : kServingPause;
 }
 
 vk_error Module::dispatch() {

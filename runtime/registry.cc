@@ -3,23 +3,32 @@
 #include <cstring>
 
 #include "lib/path.h"
-#include "vesk/value/compare.h"
 #include "vesk/value/copy.h"
 #include "vesk/value/member.h"
 
 namespace vesk::rt {
 namespace {
 
-bool is_ready_path(const char* pattern) {
-  PathText path(pattern);
-  for (PathText wanted(kReady); !wanted.at_end(); wanted.next(), path.next()) {
-    if (path.at_end() || std::strcmp(path.name(), wanted.name()) != 0) return false;
+// Two paths are the same if the core, which walks them too, takes them for the same.
+bool same_path(const char* a, const char* b) {
+  PathText one(a);
+  PathText other(b);
+  for (; !one.at_end() && !other.at_end(); one.next(), other.next()) {
+    if (std::strcmp(one.name(), other.name()) != 0) return false;
   }
-  return path.at_end();
+  return one.at_end() && other.at_end();
 }
 
-const char* pattern_of(const Registration& registration) {
-  return vk_object_find_item(registration.arguments.get(), "Path")->payload.text;
+// A string among the arguments of a registration; empty if it is not there.
+const char* text_in(const vk_value& arguments, const char* name) {
+  if (arguments.type != VK_TYPE_OBJECT) return "";
+  const vk_value* const text = vk_object_find_item(&arguments, name);
+  return text != nullptr && text->type == VK_TYPE_STRING ? text->payload.text : "";
+}
+
+bool same_hook(const vk_value& a, const vk_value& b) {
+  return std::strcmp(text_in(a, "Event"), text_in(b, "Event")) == 0 &&
+         same_path(text_in(a, "Hook"), text_in(b, "Hook"));
 }
 
 OwnedValue handler_arguments(vk_allocator* heap, const char* pattern, uint32_t number) {
@@ -45,7 +54,7 @@ const Registration* Registry::add_handler(vk_allocator* heap, const char* patter
   if (made == nullptr) return nullptr;
   made->arguments = handler_arguments(heap, pattern, last_number_ + 1);
   if (made->arguments == nullptr) return nullptr;
-  made->request = is_ready_path(pattern) ? nullptr : kAddHandler;
+  made->request = same_path(pattern, kReady) ? nullptr : kAddHandler;
   made->number = ++last_number_;
   made->components = count_components(pattern);
   made->handler = handler;
@@ -59,7 +68,7 @@ Made<Registration> Registry::take_handler(const char* pattern, vk_frame_handler 
                                           void* data) {
   return take_first([=](const Registration& entry) {
     return entry.number != 0 && entry.handler == handler && entry.data == data &&
-           std::strcmp(pattern_of(entry), pattern) == 0;
+           same_path(text_in(*entry.arguments, "Path"), pattern);
   });
 }
 
@@ -83,7 +92,7 @@ const Registration* Registry::next_ready(uint32_t number) const {
 
 void Registry::remove_hook(const vk_value& arguments) {
   take_first([&](const Registration& entry) {
-    return entry.number == 0 && vk_value_equal(entry.arguments.get(), &arguments);
+    return entry.number == 0 && same_hook(*entry.arguments, arguments);
   });
 }
 

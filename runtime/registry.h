@@ -37,7 +37,8 @@ class Registry {
   const Registration* add_handler(vk_allocator* heap, const char* pattern, vk_frame_handler handler,
                                   void* data);
 
-  /// Takes the oldest handler with all of these out; null if there is none.
+  /// Takes the oldest handler with all of these out, the pattern by its components; null if there
+  /// is none.
   Made<Registration> take_handler(const char* pattern, vk_frame_handler handler, void* data);
 
   /// The handler of a number that the core knows, or null.
@@ -49,7 +50,7 @@ class Registry {
   /// The first handler at `kReady` with a number above this one, or null.
   const Registration* next_ready(uint32_t number) const;
 
-  /// Removes the oldest hook with these arguments, if there is one.
+  /// Removes the oldest hook with the event and path of these arguments, if there is one.
   void remove_hook(const vk_value& arguments);
 
   void append(Made<Registration> registration);

@@ -69,7 +69,9 @@ uint32_t Session::tell(const char* path, const vk_value& arguments) {
   vk_error error = put_request(request, 0, path, 0, &arguments, limits_);
   ModuleLine* line = nullptr;
   if (error == VK_EOK) error = take_calling_line(line);
-  if (error != VK_EOK) return error == VK_ETIMEDOUT ? VK_EIO : error;
+  if (error != VK_EOK) {
+    return error == VK_ETIMEDOUT || error == VK_ENOMEM ? VK_EIO : error;
+  }
   error = line->line.exchange(request.bytes(), Deadline::in(kOpeningTime));
   const uint32_t status = error == VK_EOK ? take_response(line->line.message(), nullptr) : VK_EIO;
   if (error != VK_EOK) line->line.close();
@@ -89,7 +91,8 @@ void Session::offer_serving_line() {
 void Session::keep_serving_line() {
   if (!open_ || has_serving_line()) return;
   bool refused = false;
-  if (open_serving_line(Deadline::in(kOpeningTime), refused) != VK_EOK) close();
+  const vk_error error = open_serving_line(Deadline::in(kOpeningTime), refused);
+  if (error != VK_EOK && error != VK_ENOMEM) close();
 }
 
 // One that has not turned when the time is up turns later.
@@ -207,6 +210,7 @@ vk_error Session::connect(Role role, const Deadline& deadline, ModuleLine*& line
   if (first_->line.is_quiet()) error = connect_now(socket_, deadline, -1, fd);
   if (!first_->line.is_quiet()) close();
   if (open_ && error == VK_EOK) return add(std::move(fd), role, line);
+  if (open_ && error == VK_ENOMEM) return error;
   return open_ && deadline.passed() ? VK_ETIMEDOUT : VK_EIO;
 }
 

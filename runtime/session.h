@@ -63,18 +63,23 @@ class Session {
 
   /// Takes an idle calling line or opens one; it is busy then.
   /// @return `VK_EOK`; `VK_EIO` if the core is gone; `VK_ETIMEDOUT` if it is silent; `VK_EBUSY` if
-  ///         there are too many; what the core said if it refused; `VK_ENOMEM`
+  ///         there are too many; what the core said if it refused; `VK_ENOMEM`, also if no
+  ///         descriptor is left
   [[nodiscard]] vk_error take_calling_line(ModuleLine*& line);
 
   /// Makes a call that the core answers by itself, and waits for nothing else.
-  /// @return the call's result; `VK_EIO` if the core is gone or silent
+  /// @return the call's result; `VK_EIO` if the core is gone or silent, or if there is no memory or
+  ///         descriptor to ask it
   [[nodiscard]] uint32_t tell(const char* path, const vk_value& arguments);
 
   /// Sees to it that the core finds a serving line idle, if one can be had in short time.
   void offer_serving_line();
 
-  /// Replaces the last serving line if it was lost. Closes the session if the core gives none.
+  /// Replaces the last serving line if it was lost. Closes the session if the core gives none; for
+  /// want of memory or a descriptor it is left without, to be tried again.
   void keep_serving_line();
+
+  bool has_serving_line() const;
 
   /// Gives a line back: it is idle again, or gone if it was lost.
   void give_back(ModuleLine& line);
@@ -98,7 +103,6 @@ class Session {
   [[nodiscard]] vk_error attach(ModuleLine& line, const Deadline& deadline, bool& refused);
   [[nodiscard]] vk_error begin(Fd fd, bool& refused);
   [[nodiscard]] vk_error open_serving_line(const Deadline& deadline, bool& refused);
-  bool has_serving_line() const;
   ModuleLine* idle_calling_line();
   bool look_at(ModuleLine& line);
   bool is_polled(const ModuleLine& line) const;

@@ -27,10 +27,10 @@
  *   "ParameterList" becomes a boolean member "Writable" of the value.
  * - A call gives `VK_EVALUE` without being sent if it breaks a limit of the core, `VK_EINVAL` if
  *   its tree cannot be said in the byte format, `VK_ETIMEDOUT` without being sent if it needs one
- *   more connection and the core takes none for 5 s, `VK_EIO` if the core goes. While the core is
- *   away, until no handler is on the stack and a new one has been found, every call gives `VK_EIO`.
- *   The new core is told of all handlers and hooks (`dm_hook_add`) in their order; `start` is not
- *   called again.
+ *   more connection and the core takes none for 5 s, `VK_ENOMEM` without being sent also if there
+ *   is no descriptor left for that, `VK_EIO` if the core goes. While the core is away, until no
+ *   handler is on the stack and a new one has been found, every call gives `VK_EIO`. The new core is
+ *   told of all handlers and hooks (`dm_hook_add`) in their order; `start` is not called again.
  * - A descriptor given to `vk_fd_register` is watched by the module's own loop. If it can be read,
  *   or has an error or an end to tell, the handlers that the module has registered at
  *   "sys.fd.ready" are called, oldest first, until one does not give `VK_ENOANSWER`: action 0, with
@@ -65,8 +65,8 @@ typedef struct vk_client vk_client;
  *                   one waits for ever
  * @param client     receives the connection, to be closed with `vk_client_close`
  * @return `VK_EOK`; `VK_ENOENT` if no core answers at the path in time; `VK_EAUTH` for a server of
- *         another user; `VK_ENAMETOOLONG` for a path that no socket can have; `VK_ENOMEM`; `VK_EIO`
- *         for any other failure
+ *         another user; `VK_ENAMETOOLONG` for a path that no socket can have; `VK_ENOMEM`, also if
+ *         there is no descriptor left; `VK_EIO` for any other failure
  */
 VK_API vk_error vk_client_open(const char *socket, int timeout_ms, vk_client **client);
 

@@ -1,12 +1,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
 #include "runtime/answer.h"
 #include "runtime/watches.h"
 #include "tests/support/allocation_fault.h"
 #include "tests/support/log_spy.h"
 #include "tests/unit/runtime/bytes.h"
+#include "tests/unit/runtime/libc_watch.h"
 #include "vesk/dmmgr/frame.h"
 #include "vesk/value/member.h"
 
@@ -81,12 +81,8 @@ TEST(WatchesFault, LeavesTheDescriptorUnwatched) {
 TEST(WatchesFault, IsToldWhenNoDescriptorIsLeftForThePoller) {
   rt::Poller poller;
   rt::Watches watches(poller);
-  rlimit before = {};
-  ASSERT_EQ(0, getrlimit(RLIMIT_NOFILE, &before));
-  const rlimit none = {0, before.rlim_max};
-  ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &none));
+  const NoDescriptors none;
   EXPECT_EQ(VK_ENOMEM, watches.add(vk_default_allocator(), 0, "path"));
-  EXPECT_EQ(0, setrlimit(RLIMIT_NOFILE, &before));
 }
 
 }  // namespace

@@ -75,6 +75,13 @@ TEST(ClientOpen, TrustsRootAndItsOwnUserOnly) {
   }
 }
 
+TEST(ClientOpen, IsToldThatNoDescriptorIsLeft) {
+  const Folder folder;
+  const rt::Fd listening = listening_at(folder / "core");
+  const NoDescriptors none;
+  EXPECT_EQ(VK_ENOMEM, opened(folder / "core", 1000));
+}
+
 TEST(ClientOpen, LeavesNoDescriptorToOtherPrograms) {
   const Folder folder;
   const rt::Fd listening = listening_at(folder / "core");

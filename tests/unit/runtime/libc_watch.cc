@@ -1,10 +1,13 @@
 #include "tests/unit/runtime/libc_watch.h"
 
+#include <gtest/gtest.h>
 #include <poll.h>
+#include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <time.h>
 
 #include <algorithm>
+#include <cerrno>
 
 extern "C" {
 ssize_t __real_send(int fd, const void* bytes, std::size_t size, int flags);
@@ -12,11 +15,13 @@ int __real_getsockopt(int fd, int level, int name, void* value, socklen_t* size)
 uid_t __real_geteuid();
 int __real_clock_gettime(clockid_t clock, timespec* time);
 int __real_poll(pollfd* fds, nfds_t count, int timeout);
+int __real_eventfd(unsigned int count, int flags);
 ssize_t __wrap_send(int fd, const void* bytes, std::size_t size, int flags);
 int __wrap_getsockopt(int fd, int level, int name, void* value, socklen_t* size);
 uid_t __wrap_geteuid();
 int __wrap_clock_gettime(clockid_t clock, timespec* time);
 int __wrap_poll(pollfd* fds, nfds_t count, int timeout);
+int __wrap_eventfd(unsigned int count, int flags);
 }
 
 namespace vesk::test {
@@ -24,6 +29,7 @@ namespace {
 Sends* sends = nullptr;
 Users* users = nullptr;
 Time* times = nullptr;
+bool no_events = false;
 
 constexpr int64_t kSecond = 1000000000;
 
@@ -41,6 +47,16 @@ Sends::~Sends() { sends = nullptr; }
 Users::Users(uid_t its, uid_t ours) : server(its), own(ours) { users = this; }
 Users::~Users() { users = nullptr; }
 
+NoDescriptors::NoDescriptors(rlim_t first) {
+  EXPECT_EQ(0, getrlimit(RLIMIT_NOFILE, &before_));
+  const rlimit none = {first, before_.rlim_max};
+  EXPECT_EQ(0, setrlimit(RLIMIT_NOFILE, &none));
+}
+NoDescriptors::~NoDescriptors() { EXPECT_EQ(0, setrlimit(RLIMIT_NOFILE, &before_)); }
+
+NoEvents::NoEvents() { no_events = true; }
+NoEvents::~NoEvents() { no_events = false; }
+
 Time::Time(int times_as_fast) : speed_(times_as_fast), begin_(real_now()) { times = this; }
 Time::~Time() { times = nullptr; }
 
@@ -49,6 +65,7 @@ int64_t Time::now() const { return begin_ + (real_now() - begin_) * speed_ + pas
 }  // namespace vesk::test
 
 using vesk::test::kSecond;
+using vesk::test::no_events;
 using vesk::test::sends;
 using vesk::test::times;
 using vesk::test::users;
@@ -77,4 +94,10 @@ int __wrap_clock_gettime(clockid_t clock, timespec* time) {
 int __wrap_poll(pollfd* fds, nfds_t count, int timeout) {
   const bool shorter = times != nullptr && times->speed() != 0 && timeout > 0;
   return __real_poll(fds, count, shorter ? std::max(1, timeout / times->speed()) : timeout);
+}
+
+int __wrap_eventfd(unsigned int count, int flags) {
+  if (!no_events) return __real_eventfd(count, flags);
+  errno = EMFILE;
+  return -1;
 }

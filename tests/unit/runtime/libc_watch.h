@@ -1,9 +1,10 @@
 #pragma once
 
 // Watches and bends what the runtime asks of sockets and clocks. The test program wraps `send`,
-// `getsockopt`, `geteuid`, `clock_gettime` and `poll` at link time; without one of these they are
-// libc's own.
+// `getsockopt`, `geteuid`, `clock_gettime`, `poll` and `eventfd` at link time; without one of these
+// they are libc's own.
 
+#include <sys/resource.h>
 #include <sys/types.h>
 
 #include <cstdint>
@@ -36,6 +37,28 @@ class Users {
 
   uid_t server;
   uid_t own;
+};
+
+/// While it lives, the process gets no descriptor from this number on. Fewer than `poll` is given
+/// at once would be too few for it.
+class NoDescriptors {
+ public:
+  explicit NoDescriptors(rlim_t first = 3);
+  ~NoDescriptors();
+  NoDescriptors(const NoDescriptors&) = delete;
+  NoDescriptors& operator=(const NoDescriptors&) = delete;
+
+ private:
+  rlimit before_ = {};
+};
+
+/// While it lives, the process gets no descriptor for events.
+class NoEvents {
+ public:
+  NoEvents();
+  ~NoEvents();
+  NoEvents(const NoEvents&) = delete;
+  NoEvents& operator=(const NoEvents&) = delete;
 };
 
 /// While it lives, time passes so many times as fast, and waiting is as much shorter; or it stands

@@ -81,6 +81,21 @@ TEST(MessageResponse, IsTakenOnTheHeapOfTheNode) {
   EXPECT_EQ(std::set<const vk_allocator*>{heap.get()}, heaps_of(*value));
 }
 
+TEST(MessageResponse, WithANameTwiceInAnObjectHasTheLaterValue) {
+  const Value value = new_value();
+  const ByteString twice = Fields()
+                               .number(VK_TYPE_OBJECT)
+                               .text("a")
+                               .number(VK_TYPE_STRING)
+                               .text("earlier")
+                               .text("a")
+                               .number(VK_TYPE_INT)
+                               .number(2)
+                               .text("");
+  EXPECT_EQ(VK_EOK, rt::take_response(response_head() + twice, value.get()));
+  EXPECT_EQ(object({{"a", integer(2)}}), tree_of(*value));
+}
+
 TEST(MessageResponse, TakesAttributesWithTheTree) {
   const Value value = planted(text("x").with({{"Error", integer(1)}}));
   EXPECT_EQ(VK_EOK, rt::take_response(response_head() + encoded(boolean(1)), value.get()));

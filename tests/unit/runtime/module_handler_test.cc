@@ -46,6 +46,20 @@ TEST_F(ModuleHandler, IsFoundByPathFunctionAndData) {
   EXPECT_EQ(VK_ENOENT, unregistered("a", handler)) << "gone whatever the core gave";
 }
 
+TEST_F(ModuleHandler, IsFoundByTheComponentsOfItsPath) {
+  core.emplace(attached([](const Attached& module) {
+    const Peer calling = module.calling_line();
+    expect_told(calling, "sys.handler.add", handler_at("a.b", 1));
+    expect_told(calling, "sys.handler.del", handler_at("a.b", 1));
+  }));
+  begin();
+  EXPECT_EQ(VK_EOK, registered("a.b", handler));
+  EXPECT_EQ(VK_ENOENT, unregistered("a", handler));
+  EXPECT_EQ(VK_ENOENT, unregistered("a.b.c", handler));
+  EXPECT_EQ(VK_EOK, unregistered("a.b.", handler));
+  EXPECT_EQ(VK_ENOENT, unregistered("a.b", handler));
+}
+
 TEST_F(ModuleHandler, ThatTheCoreRefusesIsNone) {
   core.emplace(attached([](const Attached& module) {
     const Peer calling = module.calling_line();

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <syslog.h>
 
+#include "tests/unit/runtime/libc_watch.h"
 #include "tests/unit/runtime/module_test_base.h"
 #include "vesk/dmmgr/hook.h"
 
@@ -11,6 +12,8 @@ namespace vesk::test {
 namespace {
 
 using testing::Contains;
+using testing::Gt;
+using testing::Le;
 
 using Listener = FakeCore::Listener;
 
@@ -44,6 +47,13 @@ FakeCore::Script passing(int registrations = 0) {
     const Peer calling = listener.calling_line();
     for (int left = registrations; left != 0; --left) acknowledged(calling);
   };
+}
+
+/// What comes behind the next two descriptors.
+rlim_t behind_two() {
+  const rt::Fd first(dup(0));
+  const rt::Fd second(dup(0));
+  return static_cast<rlim_t>(second.get()) + 1;
 }
 
 class ModuleLoss : public ModuleTest {
@@ -126,6 +136,19 @@ TEST_F(ModuleLoss, TellsTheNextCoreInOrderWhatIsRegistered) {
                       {"sys.handler.add", handler_at("second.$", 4)},
                       {"dmmgr.hook.add", hook("deleted", "a.hook")}},
                      &back));
+  run_until([&] { return back.is_open(); });
+}
+
+TEST_F(ModuleLoss, TellsTheNextCoreNothingOfAHookThatWasDeletedByAnotherText) {
+  const Gate back;
+  core.emplace(passing(3));
+  start = [&](void**) {
+    EXPECT_EQ(VK_EOK, dm_hook_add("changed", "a.hook"));
+    EXPECT_EQ(VK_EOK, dm_hook_del("changed", "a.hook."));
+    return registered("first", first);
+  };
+  begin();
+  core->restart(told({{"sys.handler.add", handler_at("first", 1)}}, &back));
   run_until([&] { return back.is_open(); });
 }
 
@@ -236,6 +259,58 @@ TEST_F(ModuleLoss, OfItsServingLineAloneIsMadeGood) {
   });
   begin();
   run_until([&] { return done.is_open(); });
+}
+
+TEST_F(ModuleLoss, OfItsServingLineAloneIsMadeGoodWhenThereAreDescriptorsAgain) {
+  const Gate lost;
+  const Gate done;
+  core.emplace([&](const Listener& listener) {
+    const Peer main = listener.main_line();
+    listener.serving_line().close();
+    lost.open();
+    const Peer serving = listener.serving_line();
+    done.open();
+    main.expect_end();
+  });
+  begin();
+  lost.pass();
+  {
+    const NoDescriptors none;
+    for (int round = 0; round < 3; ++round) EXPECT_EQ(VK_EOK, vk_module_dispatch(runtime));
+    EXPECT_THAT(vk_module_get_timeout(runtime), testing::AllOf(Gt(0), Le(1000)));
+  }
+  run_until([&] { return done.is_open(); });
+}
+
+TEST_F(ModuleLoss, IsNotThatNoDescriptorIsLeftForACall) {
+  core.emplace(attached([](const Attached& module) { acknowledged(module.calling_line()); }));
+  begin();
+  {
+    const NoDescriptors none;
+    EXPECT_EQ(VK_ENOMEM, called("a"));
+  }
+  EXPECT_EQ(VK_EOK, called("a"));
+}
+
+TEST_F(ModuleLoss, IsNotMadeGoodWithoutADescriptorToTellWhatIsRegistered) {
+  const Gate given_up;
+  const Gate back;
+  core.emplace(passing(1));
+  start = [&](void**) { return registered("first", first); };
+  begin();
+  core->restart([&](const Listener& listener) {
+    const Peer main = listener.main_line();
+    const Peer serving = listener.serving_line();
+    main.expect_end();
+    given_up.open();
+  });
+  EXPECT_EQ(VK_EIO, called("a"));
+  {
+    const NoDescriptors none(behind_two());
+    run_until([&] { return given_up.is_open(); });
+  }
+  core->restart(told({{"sys.handler.add", handler_at("first", 1)}}, &back));
+  run_until([&] { return back.is_open(); });
 }
 
 TEST_F(ModuleLoss, OfALineThatSaysNonsenseIsMadeGood) {

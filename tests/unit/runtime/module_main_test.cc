@@ -5,6 +5,7 @@
 #include <sysexits.h>
 #include <unistd.h>
 
+#include "tests/unit/runtime/libc_watch.h"
 #include "tests/unit/runtime/module_test_base.h"
 #include "vesk/mm/gta.h"
 #include "vesk/mm/stack.h"
@@ -156,6 +157,16 @@ TEST_F(ModuleMain, SaysThatTheCoreRefusedIt) {
       [](const FakeCore::Listener& listener) { acknowledged(listener.accept(), VK_EEXIST); });
   EXPECT_EQ(EX_UNAVAILABLE, run_with_core());
   EXPECT_EQ(nullptr, vk_gta());
+}
+
+TEST_F(ModuleMain, DoesNotBeginWhereSignalsCouldNotEndIt) {
+  const NoEvents none;
+  start = [](void**) -> vk_error {
+    ADD_FAILURE() << "started";
+    return VK_EIO;
+  };
+  core.emplace([](const FakeCore::Listener&) {});
+  EXPECT_EQ(EX_SOFTWARE, run_with_core());
 }
 
 TEST_F(ModuleMain, SaysThatThereCanBeNoCore) {
