@@ -1,6 +1,7 @@
 // Device.Ethernet, Device.IP and Device.Hosts, read-only, from the kernel's tables. What is
 // answered is never older than a second. When a link or an address changes, the manager is told
-// which parameters have another value than it was told of before.
+// which parameters have another value than it was told of before; what could not be told then is
+// told with the next request.
 
 #include <unistd.h>
 
@@ -30,6 +31,7 @@ vk_value* shown = nullptr;  // the subtrees as they were last looked at, whole
 vk_value* told = nullptr;   // and as the manager knows them
 uint32_t looked_at = 0;
 uint32_t last_host = 0;
+bool untold = false;  // a change was noticed, and the manager does not know of it yet
 int watch = -1;
 
 void replace(vk_value*& old, OwnedValue& by) {
@@ -70,26 +72,6 @@ uint32_t refuse(vk_frame*, void*) { return VK_ERO; }
 
 uint32_t accept(vk_frame*, void*) { return VK_EOK; }
 
-uint32_t serve(void* subtree, vk_frame* frame, void*) {
-  static dm_handlers handlers = {.get = dm_provider_default_get,
-                                 .set = refuse,
-                                 .info = info,
-                                 .add = nullptr,
-                                 .del = nullptr,
-                                 .getattr = nullptr,
-                                 .setattr = nullptr,
-                                 .commit = accept,
-                                 .rollback = accept,
-                                 .config = nullptr,
-                                 .level = dm_provider_default_level,
-                                 .provide = dm_provider_default_provide,
-                                 .other = nullptr};
-  const vk_error error = looked_at == vk_datetime_get_monotonic() ? VK_EOK : look();
-  if (error != VK_EOK) return error;
-  vk_value* const tree = vk_object_find_item(shown, static_cast<const Subtree*>(subtree)->name);
-  return dmmgr_handler_funcs(&handlers, frame, tree);
-}
-
 // What is shown may be looked at anew while the call waits, so it is a copy that was told.
 vk_error tell() {
   OwnedValue now = copy_of_shown();
@@ -104,11 +86,48 @@ vk_error tell() {
   return error;
 }
 
+// A request that comes while the call waits does not tell as well.
+vk_error tell_untold() {
+  untold = false;
+  const vk_error error = tell();
+  if (error != VK_EOK) untold = true;
+  return error;
+}
+
+// What could not be seen or told when it happened is told with the next request.
+vk_error catch_up() {
+  if (!untold && looked_at == vk_datetime_get_monotonic()) return VK_EOK;
+  const vk_error error = look();
+  if (error == VK_EOK && untold) static_cast<void>(tell_untold());
+  return error;
+}
+
+uint32_t serve(void* subtree, vk_frame* frame, void*) {
+  static dm_handlers handlers = {.get = dm_provider_default_get,
+                                 .set = refuse,
+                                 .info = info,
+                                 .add = nullptr,
+                                 .del = nullptr,
+                                 .getattr = nullptr,
+                                 .setattr = nullptr,
+                                 .commit = accept,
+                                 .rollback = accept,
+                                 .config = nullptr,
+                                 .level = dm_provider_default_level,
+                                 .provide = dm_provider_default_provide,
+                                 .other = nullptr};
+  const vk_error error = catch_up();
+  if (error != VK_EOK) return error;
+  vk_value* const tree = vk_object_find_item(shown, static_cast<const Subtree*>(subtree)->name);
+  return dmmgr_handler_funcs(&handlers, frame, tree);
+}
+
 uint32_t links_changed(void*, vk_frame* frame, void*) {
   if (vk_fd_frame_get_fd(frame) != watch) return VK_ENOANSWER;
   drain_link_watch(watch);
+  untold = true;
   const vk_error error = look();
-  return error != VK_EOK ? error : tell();
+  return error != VK_EOK ? error : tell_untold();
 }
 
 // Without a watch nothing is told, that is all.
@@ -133,6 +152,7 @@ void stop(void*) {
   shown = nullptr;
   told = nullptr;
   last_host = 0;
+  untold = false;
 }
 
 vk_error serve_subtrees() {

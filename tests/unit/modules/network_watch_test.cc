@@ -123,6 +123,30 @@ TEST_F(NetworkWatch, TellsAgainIfTheManagerDidNotHear) {
   EXPECT_EQ(told_.size(), 2U);
 }
 
+TEST_F(NetworkWatch, TellsWithTheNextRequestWhatTheManagerDidNotHear) {
+  start();
+  tables_.links = {link_of({2, "eth0", IFF_UP})};
+  tell_result_ = VK_EBUSY;
+  EXPECT_EQ(wake(), VK_EBUSY);
+  told_.clear();
+  EXPECT_EQ(program_.value_at(kStatus), text("Unknown")) << "whether it is told or not";
+  EXPECT_EQ(told_.size(), 2U);
+  tell_result_ = VK_EOK;
+  EXPECT_EQ(program_.get(kStatus).result, VK_EOK);
+  told_.clear();
+  EXPECT_EQ(program_.get(kStatus).result, VK_EOK);
+  EXPECT_THAT(told_, IsEmpty());
+}
+
+TEST_F(NetworkWatch, TellsWithTheNextRequestWhatItCouldNotSee) {
+  start();
+  tables_.links = {link_of({2, "eth0", IFF_UP})};
+  tables_.results = {VK_EIO};
+  EXPECT_EQ(wake(), VK_EIO);
+  EXPECT_EQ(program_.value_at(kStatus), text("Unknown"));
+  EXPECT_EQ(told_.size(), 2U);
+}
+
 TEST_F(NetworkWatch, TellsOfNewInterfacesAndAddresses) {
   tables_.links = {};
   start();
