@@ -74,6 +74,8 @@ void check(Sql& sql) {
 
 Sql open_or_refuse(const std::string& path) {
   if (!make_private_file(path)) throw NotAStore("not a file");
+  // SQLite would drop the log.
+  if (is_empty(path) && !is_empty(path + "-wal")) throw NotAStore("nothing but a write-ahead log");
   Sql sql(path);
   sql.checkpoint_on_close(false);  // what is refused stays as it was found
   sql.text("PRAGMA locking_mode = EXCLUSIVE");
@@ -114,9 +116,10 @@ Sql open_or_begin(const std::string& path, const StoreDb::Report& report) {
   try {
     return open(path);
   } catch (const NotAStore& why) {
-    const std::string name = set_aside(path);
+    const std::string name = name_aside(path);
     report("store " + path + " cannot be opened, it is " + why.what() + "; set aside as " + name +
            ", and a new one is begun");
+    set_aside(path, name);
   }
   return open(path);
 }

@@ -23,8 +23,9 @@ class StoreDb {
   using Report = std::function<void(const std::string& text)>;
 
   /// Takes the store's lock and opens the database; sets aside what is no store of this version and
-  /// of this machine's byte order, or is damaged, reports that, and begins a new one. Throws
-  /// `std::system_error` for everything else that is in the way, and leaves the files alone.
+  /// of this machine's byte order, or is damaged, reports that before it does, and begins a new
+  /// one. Throws `std::system_error` for everything else that is in the way, and leaves the files
+  /// alone.
   StoreDb(const std::string& path, const Report& report);
 
   void begin() { sql_->run("BEGIN IMMEDIATE"); }

@@ -109,15 +109,20 @@ StoreLock::~StoreLock() {
   if (is_at(file_, path_)) unlink(path_.c_str());
 }
 
-std::string set_aside(const std::string& path) {
-  std::string name = free_name(path + "." + time_in_utc());
-  // The database comes last. If this is cut short, SQLite must not find it gone and what belongs to
-  // it still there: it would drop that.
-  for (const char* const beside : {"-wal", "-shm", "-journal", ""}) {
-    move(path + beside, name + beside);
-  }
+bool is_empty(const std::string& path) {
+  struct stat status {};
+  return stat(path.c_str(), &status) != 0 || status.st_size == 0;
+}
+
+std::string name_aside(const std::string& path) { return free_name(path + "." + time_in_utc()); }
+
+// The database comes first: without its log it would be an older store, and nobody would notice. A
+// log without its database is noticed when the store is opened.
+void set_aside(const std::string& path, const std::string& name) {
+  move(path, name);
   sync_folder(parent_of(path));
-  return name;
+  for (const char* const beside : {"-wal", "-shm", "-journal"}) move(path + beside, name + beside);
+  sync_folder(parent_of(path));
 }
 
 }  // namespace vesk::core

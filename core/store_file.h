@@ -33,9 +33,14 @@ class StoreLock {
   const Descriptor file_;
 };
 
+/// Whether there is no file at a path, or nothing in it.
+bool is_empty(const std::string& path);
+
+/// A name for what is to be set aside, which nothing has yet: the path, and the time in UTC.
+std::string name_aside(const std::string& path);
+
 /// Renames the store at a path, together with what SQLite keeps beside it, so that it can still be
-/// opened under the new name.
-/// @return the new name: the path, and the time in UTC
-std::string set_aside(const std::string& path);
+/// opened under the new name. If this is cut short, what is left at the path has no database.
+void set_aside(const std::string& path, const std::string& name);
 
 }  // namespace vesk::core

@@ -8,6 +8,7 @@
 #include <string>
 #include <system_error>
 
+#include "core/store_db.h"
 #include "tests/unit/core/store_database.h"
 #include "tests/unit/core/store_disk.h"
 #include "tests/unit/core/store_fixture.h"
@@ -180,6 +181,62 @@ TEST_F(StoreAside, TakesEachFileOfTheDatabaseAlong) {
   ASSERT_THAT(at.reports, SizeIs(1));
   const std::string name = folder / folder.names("store.2").front();
   for (const std::string& part : parts) EXPECT_EQ(content_of(name + part), part);
+}
+
+// The log of a store whose database is gone or empty.
+class LogAlone : public StoreAside {
+ protected:
+  LogAlone() {
+    StoreLoop at(path);
+    at.save("k", "late");
+    log = content_of(path + "-wal");
+    std::filesystem::copy_file(path + "-wal", left / "store-wal");
+  }
+
+  const FreshFolder left;
+  std::string log;
+};
+
+TEST_F(LogAlone, IsSetAsideAndReported) {
+  for (const bool empty : {false, true}) {
+    SCOPED_TRACE(empty);
+    const FreshFolder fresh;
+    std::filesystem::copy_file(left / "store-wal", fresh / "store-wal");
+    if (empty) std::ofstream(fresh / "store");
+    StoreLoop at(fresh / "store");
+    ASSERT_THAT(at.reports, ElementsAre(HasSubstr("log")));
+    EXPECT_EQ(content_of(fresh / fresh.names("store.2").back()), log);
+    EXPECT_EQ(at.found("k"), "[ENOENT]");
+  }
+}
+
+TEST_F(LogAlone, ThatIsEmptySaysNothing) {
+  const FreshFolder fresh;
+  std::ofstream(fresh / "store-wal");
+  EXPECT_THAT(StoreLoop(fresh / "store").reports, IsEmpty());
+}
+
+TEST_F(StoreAside, IsReportedBeforeItIsDone) {
+  write_text(path);
+  bool there = false;
+  const core::StoreDb db(path,
+                         [&](const std::string&) { there = content_of(path).starts_with("xxx"); });
+  EXPECT_TRUE(there);
+}
+
+TEST_F(StoreAside, TakesTheDatabaseFirstSoThatNoneIsLeftWithoutItsLog) {
+  write_text(path);
+  std::ofstream(path + "-wal") << "log";
+  const auto stand_in_the_way = [](const std::string& report) {
+    const std::size_t at = report.rfind("as /") + 3;
+    std::filesystem::create_directory(report.substr(at, report.rfind(',') - at) + "-wal");
+  };
+  EXPECT_THROW(core::StoreDb(path, stand_in_the_way), std::system_error);
+  EXPECT_FALSE(std::filesystem::exists(path));
+  EXPECT_EQ(content_of(path + "-wal"), "log");
+  StoreLoop at(path);
+  EXPECT_THAT(at.reports, SizeIs(1));
+  EXPECT_EQ(at.found("k"), "[ENOENT]");
 }
 
 TEST_F(StoreAside, FindsANameOfItsOwnEachTime) {
