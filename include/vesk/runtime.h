@@ -29,8 +29,8 @@
  *   its tree cannot be said in the byte format, `VK_ETIMEDOUT` without being sent if it needs one
  *   more connection and the core takes none for 5 s, `VK_ENOMEM` without being sent also if there
  *   is no descriptor left for that, `VK_EIO` if the core goes. While the core is away, until no
- *   handler is on the stack and a new one has been found, every call gives `VK_EIO`. The new core is
- *   told of all handlers and hooks (`dm_hook_add`) in their order; `start` is not called again.
+ *   handler is on the stack and a new one has been found, every call gives `VK_EIO`. The new core
+ * is told of all handlers and hooks (`dm_hook_add`) in their order; `start` is not called again.
  * - A descriptor given to `vk_fd_register` is watched by the module's own loop. If it can be read,
  *   or has an error or an end to tell, the handlers that the module has registered at
  *   "sys.fd.ready" are called, oldest first, until one does not give `VK_ENOANSWER`: action 0, with

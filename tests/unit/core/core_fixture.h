@@ -132,6 +132,20 @@ class TestModule {
   TestLine main_;
 };
 
+/// A module with one handler, at "a", and a client that has asked it and has no answer yet.
+struct AskedModule {
+  explicit AskedModule(TestCore& core)
+      : module(core, "demo"), serving(module.serving()), client(core) {
+    EXPECT_EQ(module.add("a", 1), int{VK_EOK});
+    client.send("a");
+    EXPECT_TRUE(serving->request().has_value());
+  }
+
+  TestModule module;
+  std::unique_ptr<TestLine> serving;
+  TestLine client;
+};
+
 /// The status that another process gets for a request; 255 without an answer. It must be small.
 int call_from_elsewhere(TestCore& core, const std::string& path, const Value& value = nullptr);
 

@@ -72,12 +72,8 @@ TEST(ALimit, IsWhatTheOptionsSay) {
 TEST(ALimit, HoldsForAnswersTooAndCostsTheModuleThatLineOnly) {
   const LogSpy log;
   TestCore core;
-  TestModule module(core, "demo");
-  const auto serving = module.serving();
-  ASSERT_EQ(module.add("a", 1), int{VK_EOK});
-  TestLine client(core);
-  client.send("a");
-  ASSERT_TRUE(serving->request().has_value());
+  AskedModule asked(core);
+  auto& [module, serving, client] = asked;
   serving->reply(VK_EOK, deep(33));
   EXPECT_EQ(client.answer()->status, VK_EINVAL);
   EXPECT_TRUE(serving->is_dropped());
@@ -134,12 +130,8 @@ TEST(ALine, MustCompleteAMessageInTime) {
 TEST(ALine, IsEndedWhenItsCallerSendsBeforeItsAnswer) {
   const LogSpy log;
   TestCore core;
-  TestModule module(core, "demo");
-  const auto serving = module.serving();
-  ASSERT_EQ(module.add("a", 1), int{VK_EOK});
-  TestLine client(core);
-  client.send("a");
-  ASSERT_TRUE(serving->request().has_value());
+  AskedModule asked(core);
+  auto& [module, serving, client] = asked;
   client.send_bytes({std::byte{0}});
   EXPECT_EQ(client.answer()->status, VK_EINVAL);
   EXPECT_TRUE(client.is_dropped());
@@ -176,7 +168,8 @@ TEST(AServingLine, IsEndedByWhatComesBeforeItsQuestion) {
   TestLine client(core);
   // Both are there when the loop looks.
   const std::vector<std::byte> answer = bytes_of({VK_EOK, VK_TYPE_ANY});
-  ASSERT_EQ(::send(serving->descriptor(), answer.data(), answer.size(), 0), static_cast<ssize_t>(answer.size()));
+  ASSERT_EQ(::send(serving->descriptor(), answer.data(), answer.size(), 0),
+            static_cast<ssize_t>(answer.size()));
   client.send("a");
   EXPECT_NE(client.answer()->status, VK_EOK);
   EXPECT_TRUE(serving->is_dropped());
@@ -187,12 +180,8 @@ TEST(AServingLine, EndsWithoutAWordWhenItsAnswerDoesNotComplete) {
   core::Settings settings;
   settings.completion = 30ms;
   TestCore core(settings);
-  TestModule module(core, "demo");
-  const auto serving = module.serving();
-  ASSERT_EQ(module.add("a", 1), int{VK_EOK});
-  TestLine client(core);
-  client.send("a");
-  ASSERT_TRUE(serving->request().has_value());
+  AskedModule asked(core);
+  auto& [module, serving, client] = asked;
   serving->send_bytes({std::byte{0}});
   EXPECT_EQ(client.answer()->status, VK_ETIMEDOUT);
   std::byte next{};

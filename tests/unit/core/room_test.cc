@@ -26,12 +26,8 @@ TEST(Buffers, AreRefusedBeyondWhatAllMayTake) {
 
 TEST(Buffers, AreWaitedForByAnswers) {
   TestCore core;
-  TestModule module(core, "demo");
-  const auto serving = module.serving();
-  ASSERT_EQ(module.add("a", 1), int{VK_EOK});
-  TestLine client(core);
-  client.send("a");
-  ASSERT_TRUE(serving->request().has_value());
+  AskedModule asked(core);
+  auto& [module, serving, client] = asked;
   core::buffers.set_limit(core::buffers.used());
   serving->reply(VK_ERO);
   EXPECT_TRUE(client.is_quiet());
@@ -44,12 +40,8 @@ TEST(Buffers, AreNotWaitedForWithoutEnd) {
   core::Settings settings;
   settings.completion = 50ms;
   TestCore core(settings);
-  TestModule module(core, "demo");
-  const auto serving = module.serving();
-  ASSERT_EQ(module.add("a", 1), int{VK_EOK});
-  TestLine client(core);
-  client.send("a");
-  ASSERT_TRUE(serving->request().has_value());
+  AskedModule asked(core);
+  auto& [module, serving, client] = asked;
   core::buffers.set_limit(core::buffers.used());
   serving->reply(VK_ERO);
   EXPECT_EQ(client.answer()->status, VK_ENOMEM);
