@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <optional>
 #include <thread>
 
@@ -15,6 +16,15 @@ class AnAlarm : public testing::Test {
   void run_for(std::chrono::milliseconds time) {
     loop_.restart();
     loop_.run_for(time);
+  }
+
+  // Does something when the alarm's time has come and the loop has not looked at it yet.
+  void do_when_due(const std::function<void()>& deed) {
+    EXPECT_TRUE(alarm_->set(1ms));
+    asio::steady_timer before(loop_, std::chrono::steady_clock::now());
+    before.async_wait([&deed](const asio::error_code&) { deed(); });
+    std::this_thread::sleep_for(5ms);
+    run_for(50ms);
   }
 
   asio::io_context loop_;
@@ -38,31 +48,18 @@ TEST_F(AnAlarm, IsMovedBySettingItAgain) {
   EXPECT_TRUE(alarm_->is_set());
 }
 
-// In all that follow its time has come, and the loop has not looked yet.
 TEST_F(AnAlarm, DoesNotGoOffWhenItIsStoppedTooLate) {
-  EXPECT_TRUE(alarm_->set(1ms));
-  asio::steady_timer before(loop_, std::chrono::steady_clock::now());
-  before.async_wait([this](const asio::error_code&) { alarm_->stop(); });
-  std::this_thread::sleep_for(5ms);
-  run_for(50ms);
+  do_when_due([this] { alarm_->stop(); });
   EXPECT_EQ(rung_, 0U);
 }
 
 TEST_F(AnAlarm, GoesOffOnceWhenItIsMovedTooLate) {
-  EXPECT_TRUE(alarm_->set(1ms));
-  asio::steady_timer before(loop_, std::chrono::steady_clock::now());
-  before.async_wait([this](const asio::error_code&) { EXPECT_TRUE(alarm_->set(1ms)); });
-  std::this_thread::sleep_for(5ms);
-  run_for(50ms);
+  do_when_due([this] { EXPECT_TRUE(alarm_->set(1ms)); });
   EXPECT_EQ(rung_, 1U);
 }
 
 TEST_F(AnAlarm, DoesNotGoOffWhenItIsDestroyedTooLate) {
-  EXPECT_TRUE(alarm_->set(1ms));
-  asio::steady_timer before(loop_, std::chrono::steady_clock::now());
-  before.async_wait([this](const asio::error_code&) { alarm_.reset(); });
-  std::this_thread::sleep_for(5ms);
-  run_for(50ms);
+  do_when_due([this] { alarm_.reset(); });
   EXPECT_EQ(rung_, 0U);
 }
 
