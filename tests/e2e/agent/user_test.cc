@@ -116,20 +116,5 @@ TEST(AServer, OfAnotherUserIsNotTrusted) {
   });
 }
 
-TEST(ACoreOfAnotherUser, FindsByItsCheckThatItCannotWrite) {
-  as_root([] {
-    const Folder folder;  // that others can only pass through
-    const Folder logs;
-    const Words command = {kCore,        "--check", "--socket",
-                           folder / "s", "--store", folder / "new/store.db"};
-    Process other(command, logs / "log", [] { EXPECT_EQ(setuid(1), 0); });
-    EXPECT_EQ(other.wait(), EX_CONFIG);
-    const std::string log = content_of(logs / "log");
-    EXPECT_THAT(log, testing::HasSubstr("--socket: "));
-    EXPECT_THAT(log, testing::HasSubstr("--store: "));
-    EXPECT_THAT(log, testing::HasSubstr("Permission denied"));
-  });
-}
-
 }  // namespace
 }  // namespace vesk::test

@@ -3,7 +3,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <array>
 #include <fstream>
 
 #include "core/store_db.h"
@@ -128,6 +131,40 @@ TEST_F(TheCheck, NamesBuffersThatDoNotHoldAMessage) {
 TEST_F(TheCheck, NamesLinesBeyondTheDescriptorsThatThereAre) {
   options_.settings.lines = UINT32_MAX;
   EXPECT_THAT(found(), ElementsAre(HasSubstr("--max-lines: 4294967327 descriptors are more")));
+}
+
+// What it finds where it may not write; root is another user for that.
+std::string found_without_rights(const core::Options& options) {
+  std::array<int, 2> ends = {};
+  EXPECT_EQ(pipe(ends.data()), 0);
+  const core::Descriptor read_end(ends[0]);
+  core::Descriptor write_end(ends[1]);
+  const pid_t child = fork();
+  if (child == 0) {
+    if (geteuid() == 0 && setresuid(1, 1, 1) != 0) _exit(1);
+    std::string text;
+    for (const std::string& obstacle : core::obstacles(options)) text += obstacle + '\n';
+    _exit(write(write_end.get(), text.data(), text.size()) == static_cast<ssize_t>(text.size())
+              ? 0
+              : 1);
+  }
+  write_end = core::Descriptor();
+  std::array<char, 4096> text = {};
+  const ssize_t size = read(read_end.get(), text.data(), text.size());
+  int status = -1;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+  return {text.data(), size < 0 ? 0 : static_cast<std::size_t>(size)};
+}
+
+TEST_F(TheCheck, NamesFoldersInWhichNothingCanBeMade) {
+  options_.store = folder_.path("new/store.db");
+  ASSERT_EQ(chmod(folder_.path("").c_str(), 0555), 0);
+  const std::string found = found_without_rights(options_);
+  ASSERT_EQ(chmod(folder_.path("").c_str(), 0755), 0);
+  EXPECT_THAT(found, HasSubstr("--socket: "));
+  EXPECT_THAT(found, HasSubstr("--store: "));
+  EXPECT_THAT(found, HasSubstr("Permission denied"));
 }
 
 }  // namespace

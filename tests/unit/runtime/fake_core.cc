@@ -146,6 +146,7 @@ void FakeCore::begin(const Script& script) {
   child_ = fork();
   ASSERT_GE(child_, 0);
   if (child_ != 0) return;
+  std::setvbuf(stdout, nullptr, _IONBF, 0);  // what it has to say is not lost with it
   alarm(kPatience);
   signal(SIGPIPE, SIG_IGN);
   script(Listener(socket.get()));
