@@ -62,7 +62,7 @@ Bytes Refusal::tree(std::size_t faults) const {
     tell_code(element, each.code);
   }
   if (instance_ != 0) check(vk_object_set_uint(value.get(), "InstanceNumber", instance_));
-  return written(*value);
+  return encode(*value);
 }
 
 Answer Refusal::answer(const rt::Limits& limits) const try {

@@ -85,7 +85,7 @@ Answer write_answer(const Heap& heap, const Change& change, uint32_t instance) {
   const OwnedValue out = heap.object();
   if (instance != 0) check(vk_object_set_uint(out.get(), "InstanceNumber", instance));
   check(vk_object_set_int(out.get(), "Status", change.status()));
-  return {VK_EOK, written(*out)};
+  return {VK_EOK, encode(*out)};
 }
 
 asio::awaitable<Answer> finish(Desk& desk, const Walk& walk, const vk_value& request,

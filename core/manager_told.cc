@@ -10,7 +10,7 @@ constexpr std::size_t kFrame = 48;  // bytes of the record around a name and its
 }  // namespace
 
 Leaf leaf_of(const vk_value& value) {
-  const Bytes bytes = written(value);
+  const Bytes bytes = encode(value);
   return {bytes.begin(), bytes.end()};
 }
 

@@ -1,31 +1,15 @@
 #include "core/manager_tree.h"
 
 #include <new>
-#include <stdexcept>
 #include <utility>
 
 #include "core/charged_heap.h"
-#include "lib/wire.h"
-#include "lib/wire_memory.h"
 #include "vesk/value/array.h"
 #include "vesk/value/copy.h"
 #include "vesk/value/object.h"
 
 namespace vesk::core::dm {
 namespace {
-
-// A transport that throws, since the walk that writes does not tell what failed inside an object.
-struct Sink {
-  Bytes& bytes;
-
-  bool takes_texts() const { return true; }
-
-  uint32_t write(const void* data, std::size_t size) {
-    const auto* const first = static_cast<const std::byte*>(data);
-    bytes.insert(bytes.end(), first, first + size);
-    return VK_EOK;
-  }
-};
 
 void make_object(vk_value& value) {
   if (value.type == VK_TYPE_OBJECT) return;
@@ -62,30 +46,14 @@ OwnedValue Heap::object() const {
   return value;
 }
 
-OwnedValue Heap::read(std::span<const std::byte> bytes) const {
-  OwnedValue value = node();
-  if (bytes.empty()) return value;
-  wire::Bytes reader(bytes);
-  const uint32_t error = wire::Decoder<wire::Bytes>(reader).get(*value);
-  // The bytes were scanned, so that only want of memory stops the reader; where it could not make a
-  // member it ends the object and stumbles over what follows.
-  if (error != VK_EOK || !reader.rest().empty()) throw std::bad_alloc();
-  return value;
-}
+OwnedValue Heap::read(std::span<const std::byte> bytes) const { return decode(bytes, heap_.get()); }
 
 OwnedValue Heap::read(const std::shared_ptr<const Bytes>& bytes) const {
-  return bytes == nullptr ? node() : read(std::span<const std::byte>(*bytes));
-}
-
-Bytes written(const vk_value& value) {
-  Bytes bytes;
-  Sink sink{bytes};
-  if (wire::Encoder<Sink>(sink).put(value) != VK_EOK) throw std::runtime_error("a null text");
-  return bytes;
+  return decode(bytes.get(), heap_.get());
 }
 
 std::shared_ptr<const Bytes> shared(const vk_value& value) {
-  return std::make_shared<const Bytes>(written(value));
+  return std::make_shared<const Bytes>(encode(value));
 }
 
 bool is_within(const rt::Limits& limits, std::span<const std::byte> tree) {

@@ -11,6 +11,7 @@
 #include <string>
 
 #include "core/call.h"
+#include "core/tree.h"
 #include "lib/support/owned.h"
 #include "lib/value/node.h"
 #include "runtime/scan.h"
@@ -38,7 +39,6 @@ class Heap {
 };
 
 /// A tree in the bytes of the wire.
-Bytes written(const vk_value& value);
 std::shared_ptr<const Bytes> shared(const vk_value& value);
 
 /// Whether bytes are one whole tree that an answer within the limits could carry.

@@ -77,7 +77,7 @@ std::size_t size_of(const Path& path) {
 }  // namespace
 
 Answer answer_within(const rt::Limits& limits, const vk_value& value) {
-  Bytes tree = written(value);
+  Bytes tree = encode(value);
   if (!is_within(limits, tree)) throw Refusal(VK_ENOMEM);
   return {VK_EOK, std::move(tree)};
 }

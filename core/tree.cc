@@ -32,14 +32,18 @@ const vk_value* typed(const vk_value& object, const char* name, vk_type type) {
 
 }  // namespace
 
-OwnedValue decode(const Bytes* bytes, vk_allocator* heap) {
+OwnedValue decode(std::span<const std::byte> bytes, vk_allocator* heap) {
   OwnedValue value(vk_value_new(heap));
   if (value == nullptr) throw std::bad_alloc();
-  if (bytes == nullptr || bytes->empty()) return value;
-  wire::Bytes transport(*bytes);
+  if (bytes.empty()) return value;
+  wire::Bytes transport(bytes);
   wire::Decoder decoder(transport);
   if (decoder.get(*value) != VK_EOK || !transport.rest().empty()) throw std::bad_alloc();
   return value;
+}
+
+OwnedValue decode(const Bytes* bytes, vk_allocator* heap) {
+  return decode(bytes == nullptr ? std::span<const std::byte>() : *bytes, heap);
 }
 
 Bytes encode(const vk_value& value) {

@@ -2,12 +2,17 @@
 
 // Trees of values from and to the bytes of the wire.
 
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
 #include "core/call.h"
 #include "lib/value/node.h"
 
 namespace vesk::core {
 
-/// Reads a tree that was scanned; null stands for any. Throws `bad_alloc`.
+/// Reads a tree that was scanned; null, and no bytes, stand for any. Throws `bad_alloc`.
+OwnedValue decode(std::span<const std::byte> bytes, vk_allocator* heap);
 OwnedValue decode(const Bytes* bytes, vk_allocator* heap = vk_default_allocator());
 
 /// Throws `bad_alloc`.

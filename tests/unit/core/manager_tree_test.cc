@@ -29,7 +29,7 @@ TEST(ManagerTree, IsReadAndWritten) {
     const Heap heap;
     const OwnedValue read = heap.read(bytes);
     EXPECT_EQ(tree_of(*read), tree);
-    EXPECT_EQ(core::dm::written(*read), bytes);
+    EXPECT_EQ(core::encode(*read), bytes);
   }
 }
 
