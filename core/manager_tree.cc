@@ -74,15 +74,6 @@ uint32_t count_nodes(const vk_value& value) {
   return count;
 }
 
-vk_value* member(const vk_value& value, const char* name) {
-  return value.type == VK_TYPE_OBJECT ? vk_object_find_item(&value, name) : nullptr;
-}
-
-vk_value* member(const vk_value& value, const char* name, vk_type type) {
-  vk_value* const found = member(value, name);
-  return found != nullptr && found->type == type ? found : nullptr;
-}
-
 bool flag(const vk_value& value, const char* name) {
   const vk_value* const found = member(value, name, VK_TYPE_BOOLEAN);
   return found != nullptr && found->payload.flag != 0;

@@ -49,10 +49,6 @@ bool is_leaf(const vk_value& value);
 /// How many nodes there are, the node itself included.
 uint32_t count_nodes(const vk_value& value);
 
-/// The member of that name; null if the node is no object or has none.
-vk_value* member(const vk_value& value, const char* name);
-/// The same if it has that type, otherwise null.
-vk_value* member(const vk_value& value, const char* name, vk_type type);
 /// The member that is a boolean other than 0.
 bool flag(const vk_value& value, const char* name);
 

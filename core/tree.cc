@@ -24,12 +24,6 @@ class Appender {
   Bytes& bytes_;
 };
 
-const vk_value* typed(const vk_value& object, const char* name, vk_type type) {
-  if (object.type != VK_TYPE_OBJECT) return nullptr;
-  const vk_value* const member = vk_object_find_item(&object, name);
-  return member != nullptr && member->type == type ? member : nullptr;
-}
-
 }  // namespace
 
 OwnedValue decode(std::span<const std::byte> bytes, vk_allocator* heap) {
@@ -54,14 +48,23 @@ Bytes encode(const vk_value& value) {
   return bytes;
 }
 
+vk_value* member(const vk_value& value, const char* name) {
+  return value.type == VK_TYPE_OBJECT ? vk_object_find_item(&value, name) : nullptr;
+}
+
+vk_value* member(const vk_value& value, const char* name, vk_type type) {
+  vk_value* const found = member(value, name);
+  return found != nullptr && found->type == type ? found : nullptr;
+}
+
 const char* text_member(const vk_value& object, const char* name) {
-  const vk_value* const member = typed(object, name, VK_TYPE_STRING);
-  return member == nullptr ? nullptr : member->payload.text;
+  const vk_value* const text = member(object, name, VK_TYPE_STRING);
+  return text == nullptr ? nullptr : text->payload.text;
 }
 
 const uint32_t* number_member(const vk_value& object, const char* name) {
-  const vk_value* const member = typed(object, name, VK_TYPE_UNSIGNEDINT);
-  return member == nullptr ? nullptr : &member->payload.u32;
+  const vk_value* const number = member(object, name, VK_TYPE_UNSIGNEDINT);
+  return number == nullptr ? nullptr : &number->payload.u32;
 }
 
 }  // namespace vesk::core

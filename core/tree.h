@@ -18,6 +18,11 @@ OwnedValue decode(const Bytes* bytes, vk_allocator* heap = vk_default_allocator(
 /// Throws `bad_alloc`.
 Bytes encode(const vk_value& value);
 
+/// The member of that name; null if the node is no object or has none.
+vk_value* member(const vk_value& value, const char* name);
+/// The same if it has that type, otherwise null.
+vk_value* member(const vk_value& value, const char* name, vk_type type);
+
 /// The text of an object's member; null if there is none or it is no string.
 const char* text_member(const vk_value& object, const char* name);
 
