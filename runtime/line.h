@@ -37,6 +37,9 @@ class Line {
   std::span<const std::byte> message() const;
   std::size_t value_at() const { return scanner_.value_at(); }
 
+  /// Whether it is still to come.
+  bool is_pending() const { return is_open() && !is_complete(); }
+
   /// Whether bytes have come that no message took.
   bool has_rest() const;
 

@@ -111,8 +111,8 @@ uint32_t Module::forward(const char* path, uint32_t action, const vk_value* sent
   return status;
 }
 
-// Serves until the answer is there, which is looked at before anything else. Of a request that
-// could not be sent whole there may be a refusal to hear.
+// Serves until the answer is there, which is looked at before anything else. Looking for requests
+// may bring it too. Of a request that could not be sent whole there may be a refusal to hear.
 vk_error Module::await(ModuleLine& line, vk_error sent) {
   for (;;) {
     const Line::Reading reading = line.line.receive();
@@ -125,7 +125,7 @@ vk_error Module::await(ModuleLine& line, vk_error sent) {
     ModuleLine* const request = session_->next_request();
     if (request != nullptr) {
       serve(*request);
-    } else if (line.line.is_open()) {
+    } else if (line.line.is_pending()) {
       session_->wait();
     }
   }

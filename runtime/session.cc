@@ -129,8 +129,8 @@ void Session::wait() {
 
 // What a calling line has read whole waits for its user.
 bool Session::is_polled(const ModuleLine& line) const {
-  if (!line.line.is_open()) return false;
-  return line.role == Role::kCalling ? line.busy && !line.line.is_complete() : !line.busy;
+  return line.role == Role::kCalling ? line.busy && line.line.is_pending()
+                                     : !line.busy && line.line.is_open();
 }
 
 void Session::mark_ready(uint64_t identity) {

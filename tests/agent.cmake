@@ -22,9 +22,9 @@ if(VESK_RUNTIME)
     unit/runtime/scan_limits_test.cc
     unit/runtime/scan_test.cc)
   target_link_libraries(runtime_tests PRIVATE vesk_runtime_objects)
-  target_link_options(runtime_tests PRIVATE -Wl,--wrap=send -Wl,--wrap=getsockopt
-                      -Wl,--wrap=geteuid -Wl,--wrap=clock_gettime -Wl,--wrap=poll
-                      -Wl,--wrap=eventfd)
+  target_link_options(runtime_tests PRIVATE -Wl,--wrap=send -Wl,--wrap=recv
+                      -Wl,--wrap=getsockopt -Wl,--wrap=geteuid -Wl,--wrap=clock_gettime
+                      -Wl,--wrap=poll -Wl,--wrap=eventfd)
 endif()
 
 if(VESK_CORE)

@@ -11,12 +11,14 @@
 
 extern "C" {
 ssize_t __real_send(int fd, const void* bytes, std::size_t size, int flags);
+ssize_t __real_recv(int fd, void* bytes, std::size_t size, int flags);
 int __real_getsockopt(int fd, int level, int name, void* value, socklen_t* size);
 uid_t __real_geteuid();
 int __real_clock_gettime(clockid_t clock, timespec* time);
 int __real_poll(pollfd* fds, nfds_t count, int timeout);
 int __real_eventfd(unsigned int count, int flags);
 ssize_t __wrap_send(int fd, const void* bytes, std::size_t size, int flags);
+ssize_t __wrap_recv(int fd, void* bytes, std::size_t size, int flags);
 int __wrap_getsockopt(int fd, int level, int name, void* value, socklen_t* size);
 uid_t __wrap_geteuid();
 int __wrap_clock_gettime(clockid_t clock, timespec* time);
@@ -29,7 +31,10 @@ namespace {
 Sends* sends = nullptr;
 Users* users = nullptr;
 Time* times = nullptr;
+bool just_missed = false;
 bool no_events = false;
+
+constexpr int kMomentAtMost = 1000;  // milliseconds
 
 constexpr int64_t kSecond = 1000000000;
 
@@ -43,6 +48,9 @@ int64_t real_now() {
 
 Sends::Sends() { sends = this; }
 Sends::~Sends() { sends = nullptr; }
+
+JustMissed::JustMissed() { just_missed = true; }
+JustMissed::~JustMissed() { just_missed = false; }
 
 Users::Users(uid_t its, uid_t ours) : server(its), own(ours) { users = this; }
 Users::~Users() { users = nullptr; }
@@ -64,6 +72,8 @@ int64_t Time::now() const { return begin_ + (real_now() - begin_) * speed_ + pas
 
 }  // namespace vesk::test
 
+using vesk::test::just_missed;
+using vesk::test::kMomentAtMost;
 using vesk::test::kSecond;
 using vesk::test::no_events;
 using vesk::test::sends;
@@ -73,6 +83,15 @@ using vesk::test::users;
 ssize_t __wrap_send(int fd, const void* bytes, std::size_t size, int flags) {
   if (sends != nullptr) sends->all.push_back({size, flags});
   return __real_send(fd, bytes, size, flags);
+}
+
+ssize_t __wrap_recv(int fd, void* bytes, std::size_t size, int flags) {
+  const ssize_t result = __real_recv(fd, bytes, size, flags);
+  if (!just_missed || result >= 0 || errno != EAGAIN || (flags & MSG_PEEK) != 0) return result;
+  pollfd waiting = {fd, POLLIN, 0};
+  __real_poll(&waiting, 1, kMomentAtMost);
+  errno = EAGAIN;
+  return result;
 }
 
 int __wrap_getsockopt(int fd, int level, int name, void* value, socklen_t* size) {

@@ -1,8 +1,8 @@
 #pragma once
 
 // Watches and bends what the runtime asks of sockets and clocks. The test program wraps `send`,
-// `getsockopt`, `geteuid`, `clock_gettime`, `poll` and `eventfd` at link time; without one of these
-// they are libc's own.
+// `recv`, `getsockopt`, `geteuid`, `clock_gettime`, `poll` and `eventfd` at link time; without one
+// of these they are libc's own.
 
 #include <sys/resource.h>
 #include <sys/types.h>
@@ -25,6 +25,16 @@ class Sends {
     int flags;
   };
   std::vector<Send> all;
+};
+
+/// While it lives, what this process looks for and does not find is there a moment later, before it
+/// does anything else.
+class JustMissed {
+ public:
+  JustMissed();
+  ~JustMissed();
+  JustMissed(const JustMissed&) = delete;
+  JustMissed& operator=(const JustMissed&) = delete;
 };
 
 /// While it lives, servers are another user's than they are, and so is this process.

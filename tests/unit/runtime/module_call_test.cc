@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/unit/runtime/libc_watch.h"
 #include "tests/unit/runtime/module_test_base.h"
 
 // What the module asks of the core.
@@ -41,6 +42,16 @@ TEST_F(ModuleCall, TakesAnIdleLine) {
   }));
   begin();
   for (const char* const path : {"first", "second", "third"}) EXPECT_EQ(VK_EOK, called(path));
+}
+
+TEST_F(ModuleCall, HearsAnAnswerThatComesJustWhenItHasLooked) {
+  core.emplace(attached([](const Attached& module) {
+    const Peer calling = module.calling_line();
+    for (const char* const path : {"first", "second"}) expect_told(calling, path, any());
+  }));
+  begin();
+  const JustMissed missed;
+  for (const char* const path : {"first", "second"}) EXPECT_EQ(VK_EOK, called(path));
 }
 
 TEST_F(ModuleCall, DoesNotSufferFromAnIdleLineThatWasLost) {
