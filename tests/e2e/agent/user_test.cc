@@ -1,9 +1,11 @@
-// Clients and servers of another user. Only root can become one: whoever is not root runs a test of
-// these in a user namespace in which he is; where that cannot be made the test fails and says so.
+// Clients and servers of another user or name space. Only root can become one: whoever is not root
+// runs a test of these in a user namespace in which he is; where that cannot be made the test fails
+// and says so.
 
 #include <gmock/gmock.h>
 #include <grp.h>
 #include <gtest/gtest.h>
+#include <sched.h>
 #include <sys/stat.h>
 #include <sysexits.h>
 #include <unistd.h>
@@ -99,6 +101,26 @@ TEST(AnotherUser, WhoseGroupMayReadCanDoNothingElse) {
     EXPECT_TRUE(holds_for(
         kThird, [&] { return reads_only(agent.socket()); }, kOther));
     EXPECT_TRUE(holds_for(kThird, [&] { return !Line(agent.socket()).is_there(); }));
+  });
+}
+
+// Its process numbers are nothing to the core. Whoever is in the core's own space is served.
+bool is_denied_from_outside_alone() {
+  Agent agent;
+  const bool denied = Line(agent.socket()).answer() == Answer{VK_EAUTH};
+  Fork inside([&] { return Client(agent.socket()).status("nobody") == VK_ENOANSWER ? 0 : 1; });
+  return denied && inside.wait() == 0;
+}
+
+TEST(AnotherProcessSpace, IsDenied) {
+  as_root([] {
+    Fork outside([] {
+      if (unshare(CLONE_NEWPID) != 0) return 2;
+      return is_denied_from_outside_alone() && !testing::Test::HasFailure() ? 0 : 1;
+    });
+    const int status = outside.wait();
+    EXPECT_NE(status, 2) << "another process space could not be had";
+    EXPECT_EQ(status, 0);
   });
 }
 
