@@ -81,7 +81,10 @@ using vesk::test::times;
 using vesk::test::users;
 
 ssize_t __wrap_send(int fd, const void* bytes, std::size_t size, int flags) {
-  if (sends != nullptr) sends->all.push_back({size, flags});
+  if (sends != nullptr) {
+    sends->all.push_back({size, flags});
+    sends->at_each();
+  }
   return __real_send(fd, bytes, size, flags);
 }
 

@@ -8,6 +8,7 @@
 #include <sys/types.h>
 
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 namespace vesk::test {
@@ -25,6 +26,7 @@ class Sends {
     int flags;
   };
   std::vector<Send> all;
+  std::function<void()> at_each = [] {};
 };
 
 /// While it lives, what this process looks for and does not find is there a moment later, before it

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 
+#include "lib/frame.h"
 #include "tests/support/module_process.h"
 #include "tests/unit/runtime/libc_watch.h"
 #include "tests/unit/runtime/module_test_base.h"
@@ -44,6 +45,17 @@ TEST_F(ModuleBegin, SetsTheContextBeforeItStarts) {
   EXPECT_TRUE(started);
   end();
   EXPECT_EQ(nullptr, vk_module_ctx);
+}
+
+TEST_F(ModuleBegin, InstallsTheHooksBeforeItSetsTheContext) {
+  core.emplace(attached());
+  Sends sends;
+  sends.at_each = [] {
+    EXPECT_NE(kNoFrameHooks.call_path, frame_hooks.call_path);
+    EXPECT_EQ(nullptr, vk_module_ctx);
+  };
+  begin();
+  EXPECT_EQ(2U, sends.all.size());
 }
 
 TEST_F(ModuleBegin, HasNoParametersUnlessTheyAreGiven) {
