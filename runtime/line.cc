@@ -23,6 +23,7 @@ void Line::expect(Message message) {
 }
 
 Line::Reading Line::receive() {
+  if (is_complete()) return Reading::kComplete;
   while (is_open()) {
     const Scanner::State state = scanner_.scan(bytes_.bytes());
     if (state == Scanner::State::kComplete) return Reading::kComplete;

@@ -28,7 +28,8 @@ class Line {
   void expect(Message message);
 
   /// Reads what has come, without waiting. At the end of the connection, after a failure, and for
-  /// bytes that are no message, the line is lost.
+  /// bytes that are no message, the line is lost. A message that is there whole stays so, even when
+  /// the line is closed.
   Reading receive();
 
   /// Whether a message is there whole.

@@ -35,11 +35,13 @@ vk_error Session::begin(Fd fd, bool& refused) {
   return open_ ? open_serving_line(Deadline::in(kOpeningTime), refused) : error;
 }
 
+// What has come by then is still good: a core that goes may have answered before.
 void Session::close() {
   open_ = false;
   for (ModuleLine* line = first_.get(); line != nullptr;) {
     ModuleLine* const next = line->next.get();
     poller_.remove(line->line.fd());
+    if (line->busy) static_cast<void>(line->line.receive());
     line->line.close();
     if (!line->busy) remove(*line);
     line = next;
@@ -159,11 +161,11 @@ bool Session::look_at(ModuleLine& line) {
     return false;
   }
   if (line.role == Role::kTurning && line.line.receive() == Line::Reading::kComplete) {
-    if (take_response(line.line.message(), nullptr) == VK_EOK) {
-      turn(line);
-    } else {
-      line.line.close();
+    if (take_response(line.line.message(), nullptr) != VK_EOK) {
+      remove(line);
+      return false;
     }
+    turn(line);
   }
   const Line::Reading reading = line.line.receive();
   if (reading == Line::Reading::kLost && !line.busy) remove(line);

@@ -93,6 +93,84 @@ TEST_F(ModuleLoss, FailsEveryCallUntilNoHandlerIsOnTheStack) {
   EXPECT_EQ(1, starts);
 }
 
+// The inner call notices that the core is gone, which has answered the outer one before.
+TEST_F(ModuleLoss, LeavesACallTheAnswerThatCameBefore) {
+  const Gate serving_both;
+  bool done = false;
+  first = [&](vk_frame&, void*) {
+    EXPECT_EQ(VK_EAUTH, called("answered"));
+    done = true;
+    return VK_EOK;
+  };
+  second = [&](vk_frame&, void*) {
+    serving_both.open();
+    core->restart([](const Listener&) {});
+    EXPECT_EQ(VK_EIO, called("lost"));
+    return VK_EOK;
+  };
+  core.emplace([&](const Listener& listener) {
+    const Peer main = listener.main_line();
+    const Peer serving = listener.serving_line();
+    const Peer calling = listener.calling_line();
+    for (int request = 0; request < 2; ++request) acknowledged(calling);
+    serving.ask(1, "first", 0);
+    const Peer spare = listener.serving_line();
+    calling.read_request();
+    spare.ask(2, "second", 0);
+    serving_both.pass();
+    calling.answer(VK_EAUTH);
+  });
+  start = [&](void**) {
+    EXPECT_EQ(VK_EOK, registered("first", first));
+    return registered("second", second);
+  };
+  begin();
+  run_until([&] { return done; });
+}
+
+// The answer to the outer call is read while the inner one waits, in vain.
+TEST_F(ModuleLoss, LeavesACallTheAnswerThatWasReadBefore) {
+  const Gate read;
+  bool done = false;
+  first = [&](vk_frame& frame, void*) {
+    if (frame.action == 0) {
+      EXPECT_EQ(VK_EAUTH, called("answered"));
+      done = true;
+    } else {
+      EXPECT_EQ(VK_EIO, called("lost"));
+      core->restart([](const Listener&) {});
+      EXPECT_EQ(VK_EIO, called("lost.too"));
+    }
+    return VK_EOK;
+  };
+  second = [&](vk_frame&, void*) {
+    read.open();
+    return VK_EOK;
+  };
+  core.emplace([&](const Listener& listener) {
+    const Peer main = listener.main_line();
+    const Peer serving = listener.serving_line();
+    const Peer calling = listener.calling_line();
+    for (int request = 0; request < 2; ++request) acknowledged(calling);
+    serving.ask(1, "first", 0);
+    const Peer spare = listener.serving_line();
+    calling.read_request();
+    spare.ask(1, "first", 1);
+    const Peer last = listener.serving_line();
+    const Peer inner = listener.calling_line();
+    inner.read_request();
+    calling.answer(VK_EAUTH);
+    last.ask(2, "second", 0);
+    read.pass();
+  });
+  start = [&](void**) {
+    EXPECT_EQ(VK_EOK, registered("first", first));
+    return registered("second", second);
+  };
+  begin();
+  run_until([&] { return done; });
+}
+
 TEST_F(ModuleLoss, IsSeenEvenIfAnotherCoreIsThereAlready) {
   const Gate back;
   core.emplace(passing());
