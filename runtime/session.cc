@@ -160,14 +160,15 @@ bool Session::look_at(ModuleLine& line) {
     if (!line.line.is_quiet()) close();
     return false;
   }
-  if (line.role == Role::kTurning && line.line.receive() == Line::Reading::kComplete) {
+  Line::Reading reading = line.line.receive();
+  if (line.role == Role::kTurning && reading == Line::Reading::kComplete) {
     if (take_response(line.line.message(), nullptr) != VK_EOK) {
       remove(line);
       return false;
     }
     turn(line);
+    reading = line.line.receive();
   }
-  const Line::Reading reading = line.line.receive();
   if (reading == Line::Reading::kLost && !line.busy) remove(line);
   if (reading != Line::Reading::kComplete || line.role != Role::kServing) return false;
   line.busy = true;

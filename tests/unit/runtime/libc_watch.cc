@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <utility>
 
 extern "C" {
 ssize_t __real_send(int fd, const void* bytes, std::size_t size, int flags);
@@ -31,7 +32,7 @@ namespace {
 Sends* sends = nullptr;
 Users* users = nullptr;
 Time* times = nullptr;
-bool just_missed = false;
+const JustMissed* just_missed = nullptr;
 bool no_events = false;
 
 constexpr int kMomentAtMost = 1000;  // milliseconds
@@ -49,8 +50,10 @@ int64_t real_now() {
 Sends::Sends() { sends = this; }
 Sends::~Sends() { sends = nullptr; }
 
-JustMissed::JustMissed() { just_missed = true; }
-JustMissed::~JustMissed() { just_missed = false; }
+JustMissed::JustMissed(std::function<void(int fd)> its) : missed(std::move(its)) {
+  just_missed = this;
+}
+JustMissed::~JustMissed() { just_missed = nullptr; }
 
 Users::Users(uid_t its, uid_t ours) : server(its), own(ours) { users = this; }
 Users::~Users() { users = nullptr; }
@@ -90,7 +93,9 @@ ssize_t __wrap_send(int fd, const void* bytes, std::size_t size, int flags) {
 
 ssize_t __wrap_recv(int fd, void* bytes, std::size_t size, int flags) {
   const ssize_t result = __real_recv(fd, bytes, size, flags);
-  if (!just_missed || result >= 0 || errno != EAGAIN || (flags & MSG_PEEK) != 0) return result;
+  if (just_missed == nullptr || result >= 0 || errno != EAGAIN || (flags & MSG_PEEK) != 0)
+    return result;
+  just_missed->missed(fd);
   pollfd waiting = {fd, POLLIN, 0};
   __real_poll(&waiting, 1, kMomentAtMost);
   errno = EAGAIN;

@@ -33,10 +33,13 @@ class Sends {
 /// does anything else.
 class JustMissed {
  public:
-  JustMissed();
+  /// @param missed called when it has looked at a descriptor, before what it looked for comes
+  explicit JustMissed(std::function<void(int fd)> missed = [](int) {});
   ~JustMissed();
   JustMissed(const JustMissed&) = delete;
   JustMissed& operator=(const JustMissed&) = delete;
+
+  const std::function<void(int fd)> missed;
 };
 
 /// While it lives, servers are another user's than they are, and so is this process.

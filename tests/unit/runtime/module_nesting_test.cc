@@ -3,6 +3,7 @@
 
 #include <chrono>
 
+#include "tests/unit/runtime/libc_watch.h"
 #include "tests/unit/runtime/module_test_base.h"
 
 // What a module does while it waits.
@@ -179,6 +180,34 @@ TEST_F(ModuleNesting, LosesALineThatIsLateAndRefused) {
     spare.read_request();
     EXPECT_EQ("from.outer", calling.read_request().path);
     spare.answer(VK_EBUSY);
+    spare.expect_end();
+    calling.answer(VK_EOK);
+    EXPECT_EQ(VK_EOK, module.serving.read_response().status);
+  });
+}
+
+// The rest of the refusal comes just when the module has looked for it, which it does after it has
+// looked for the answer to its call.
+TEST_F(ModuleNesting, LosesALineThatIsRefusedJustWhenItHasLooked) {
+  const Gate looked;
+  outer = [&](vk_frame&, void*) {
+    EXPECT_EQ(VK_EOK, called("first"));
+    int calling = -1;
+    const JustMissed missed([&](int fd) {
+      if (calling < 0) calling = fd;
+      if (fd != calling) looked.open();
+    });
+    return called("second");
+  };
+  run([&](const Attached& module, const Peer& calling) {
+    module.serving.ask(1, "outer", 0);
+    const Peer spare = module.listener.accept();
+    spare.read_request();
+    expect_told(calling, "first", any());
+    calling.read_request();
+    spare.send(Fields().number(VK_EBUSY));
+    looked.pass();
+    spare.send(Fields().number(VK_TYPE_ANY));
     spare.expect_end();
     calling.answer(VK_EOK);
     EXPECT_EQ(VK_EOK, module.serving.read_response().status);
