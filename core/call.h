@@ -36,6 +36,10 @@ struct Call {
 };
 using CallPtr = std::shared_ptr<const Call>;
 
+/// A call of the core itself.
+/// @param parent on whose behalf; null for its own
+CallPtr own_call(CallPtr parent);
+
 struct Request {
   Path path;
   uint32_t action = 0;

@@ -1,7 +1,5 @@
 #include "core/dispatcher.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <new>
 #include <optional>
@@ -9,6 +7,7 @@
 
 #include "core/alarm.h"
 #include "core/await.h"
+#include "core/behalf.h"
 #include "core/failure.h"
 #include "core/one_shot.h"
 #include "core/walk.h"
@@ -98,7 +97,7 @@ void Dispatcher::watch_modules(std::function<void(const std::string&, bool)> wat
 }
 
 asio::awaitable<Answer> Dispatcher::ask(CallPtr parent, Request request) {
-  const CallPtr call = link(std::move(parent));
+  const CallPtr call = own_call(std::move(parent));
   if (stopping_) co_return Answer{VK_EBUSY};
   if (call->depth > settings_.chain) co_return Answer{VK_EBUSY};
   if (request.text.empty()) request.text = join(request.path);
@@ -108,7 +107,7 @@ asio::awaitable<Answer> Dispatcher::ask(CallPtr parent, Request request) {
 }
 
 asio::awaitable<Answer> Dispatcher::ask(CallPtr parent, uint64_t registration, Request request) {
-  const CallPtr call = link(std::move(parent));
+  const CallPtr call = own_call(std::move(parent));
   if (stopping_) co_return Answer{VK_EBUSY};
   if (call->depth > settings_.chain) co_return Answer{VK_EBUSY};
   if (!handlers_.contains(registration)) co_return Answer{VK_EIO};
@@ -153,8 +152,14 @@ void Dispatcher::begin(const OpenPtr& open, const CallPtr& call, Message message
     open->finish({refusal});
     return;
   }
-  spawn(loop_.get_executor(), conduct(open, call, std::move(request), conducted_));
+  start(open, call, std::move(request));
   open->wait();
+}
+
+// A service may call before it waits.
+void Dispatcher::start(const OpenPtr& open, const CallPtr& call, Request request) {
+  const OnBehalf asking(call);
+  spawn(loop_.get_executor(), conduct(open, call, std::move(request), conducted_));
 }
 
 uint32_t Dispatcher::refusal_of(const Call& call, const Path& path) const {
@@ -181,12 +186,6 @@ CallPtr Dispatcher::call_on(const Line& line, const ModulePtr& module) const {
   const uint32_t depth = parent == nullptr ? 1 : parent->depth + 1;
   const std::string name = module == nullptr ? std::string() : module->name();
   return std::make_shared<Call>(Call{std::move(parent), depth, line.peer(), name, line.id()});
-}
-
-CallPtr Dispatcher::link(CallPtr parent) const {
-  const uint32_t depth = parent == nullptr ? 1 : parent->depth + 1;
-  const Peer own = {geteuid(), getegid(), getpid(), true};
-  return std::make_shared<Call>(Call{std::move(parent), depth, own, {}, 0});
 }
 
 // What a request makes the core do goes on when whoever asked has gone, so it is counted: each has

@@ -74,6 +74,7 @@ class Dispatcher final : public Router, public Exchange {
   using OpenPtr = std::shared_ptr<Open>;
 
   void begin(const OpenPtr& open, const CallPtr& call, Message message);
+  void start(const OpenPtr& open, const CallPtr& call, Request request);
   asio::awaitable<void> conduct(OpenPtr open, CallPtr call, Request request,
                                 std::shared_ptr<const int> share);
   asio::awaitable<Answer> guarded(asio::awaitable<Answer> work);
@@ -83,7 +84,6 @@ class Dispatcher final : public Router, public Exchange {
   asio::awaitable<Answer> hand(ModulePtr module, uint32_t number, CallPtr call,
                                const Request& request);
   CallPtr call_on(const Line& line, const ModulePtr& module) const;
-  CallPtr link(CallPtr parent) const;
   uint32_t refusal_of(const Call& call, const Path& path) const;
   bool is_own(const Path& pattern) const;
   void remove(uint64_t id) noexcept;

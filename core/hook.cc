@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "core/await.h"
+#include "core/behalf.h"
 #include "core/failure.h"
 #include "core/tree.h"
 #include "vesk/frame.h"
@@ -20,12 +21,15 @@ struct Installed {
 };
 Installed installed;
 
-// One wait inside another, also if what the loop runs meanwhile throws.
+// One wait inside another, also if what the loop runs meanwhile throws. None of that is on behalf
+// of the call that waits.
 struct Deeper {
   Deeper() { ++installed.depth; }
   ~Deeper() { --installed.depth; }
   Deeper(const Deeper&) = delete;
   Deeper& operator=(const Deeper&) = delete;
+
+  const OnBehalf nobody{nullptr};
 };
 
 Request request_of(const vk_path_node* first, uint32_t action, const vk_value* value) {
@@ -40,7 +44,6 @@ Request request_of(const vk_path_node* first, uint32_t action, const vk_value* v
 
 // Waits inside the loop.
 Answer pump(const std::shared_ptr<std::optional<Answer>>& answer) {
-  if (!answer->has_value() && installed.depth == Hook::kDeepest) return {VK_EBUSY};
   const Deeper deeper;
   while (!answer->has_value() && installed.loop->run_one() != 0) {
   }
@@ -48,18 +51,29 @@ Answer pump(const std::shared_ptr<std::optional<Answer>>& answer) {
 }
 
 // The answer's place outlives whoever waits for it.
-asio::awaitable<void> fetch(Request request, std::shared_ptr<std::optional<Answer>> answer) {
+asio::awaitable<void> fetch(CallPtr cause, Request request,
+                            std::shared_ptr<std::optional<Answer>> answer) {
   try {
-    auto asking = installed.router->ask(nullptr, std::move(request));
+    auto asking = installed.router->ask(std::move(cause), std::move(request));
     *answer = co_await std::move(asking);
   } catch (...) {
     *answer = Answer{status_of_failure()};
   }
 }
 
+// What a service calls before it waits is on behalf of the call that it answers.
+void begin(Request request, const std::shared_ptr<std::optional<Answer>>& answer) {
+  CallPtr cause = OnBehalf::current();
+  const OnBehalf nested(own_call(cause));
+  spawn(installed.loop->get_executor(), fetch(std::move(cause), std::move(request), answer));
+}
+
+// Whether an answer will have to be waited for shows only when what is asked for is begun, so that
+// a call that could not wait is not made.
 Answer call(Request request) {
+  if (installed.depth == Hook::kDeepest) return {VK_EBUSY};
   const auto answer = std::make_shared<std::optional<Answer>>();
-  spawn(installed.loop->get_executor(), fetch(std::move(request), answer));
+  begin(std::move(request), answer);
   return pump(answer);
 }
 

@@ -1,7 +1,8 @@
 #pragma once
 
 // The hook through which the library's own wrappers make calls inside the core. What the core's
-// services can answer without waiting is answered at once; otherwise the loop runs meanwhile.
+// services can answer without waiting is answered at once; otherwise the loop runs meanwhile. Calls
+// belong to the chain of calls that led to them (core/behalf.h).
 
 #include <asio/io_context.hpp>
 
@@ -13,7 +14,8 @@ namespace vesk::core {
 /// set.
 class Hook {
  public:
-  /// How often the loop may run within itself; calls that would go deeper are answered `VK_EBUSY`.
+  /// How often the loop may run within itself. A call from so deep is answered `VK_EBUSY`, and
+  /// nobody is asked.
   static constexpr unsigned kDeepest = 8;
 
   Hook(asio::io_context& loop, Router& router);

@@ -9,7 +9,9 @@
 #include <algorithm>
 #include <array>
 #include <asio/post.hpp>
+#include <asio/use_awaitable.hpp>
 
+#include "core/behalf.h"
 #include "core/one_shot.h"
 #include "core/tree.h"
 #include "core/walk.h"
@@ -148,6 +150,7 @@ TEST_F(InTheCore, TheLoopRunsOnlySoDeepWithinItself) {
   asio::post(core_.loop, deeper);
   EXPECT_TRUE(core_.until([&] { return results.size() == core::Hook::kDeepest + 1; }));
   EXPECT_EQ(results.front(), VK_EBUSY);
+  EXPECT_EQ(waiting.size(), core::Hook::kDeepest);  // nobody was asked for the one that is refused
   EXPECT_EQ(deepest, core::Hook::kDeepest + 1);
   EXPECT_EQ(std::count(results.begin(), results.end(), VK_EOK), core::Hook::kDeepest);
 }
@@ -163,6 +166,77 @@ TEST_F(InTheCore, WhatDoesNotSuspendIsAnsweredAtAnyDepth) {
   asio::post(core_.loop, [&] { result = vk_frame_call2("b", 20, nullptr); });
   EXPECT_TRUE(core_.until([&] { return result != VK_EOK; }));
   EXPECT_EQ(result, VK_EFOUND);
+}
+
+TEST_F(InTheCore, CallsThatDoNotWaitEndAtTheDepthOfAChain) {
+  unsigned asked = 0;
+  answer_at("a", [&](core::CallPtr, const core::Request&) -> asio::awaitable<core::Answer> {
+    if (++asked > 2 * core_.settings.chain) co_return core::Answer{VK_EINTERNAL};
+    co_return core::Answer{vk_frame_call2("a", 0, nullptr)};
+  });
+  uint32_t result = VK_EOK;
+  asio::post(core_.loop, [&] { result = vk_frame_call2("a", 0, nullptr); });
+  EXPECT_TRUE(core_.until([&] { return result != VK_EOK; }));
+  EXPECT_EQ(result, VK_EBUSY);
+  EXPECT_EQ(asked, core_.settings.chain);
+}
+
+// The chain of calls that a service is asked with.
+class Chains : public InTheCore {
+ protected:
+  Chains() {
+    answer_at("inner", [this](core::CallPtr call, const core::Request&) -> Answers {
+      seen.push_back(std::move(call));
+      co_return core::Answer{VK_EFOUND};
+    });
+  }
+
+  using Answers = asio::awaitable<core::Answer>;
+  std::vector<core::CallPtr> seen;
+};
+
+TEST_F(Chains, ACallOfAServiceDescendsFromWhatItAnswers) {
+  answer_at("outer", [](core::CallPtr, const core::Request&) -> Answers {
+    co_return core::Answer{vk_frame_call2("inner", 0, nullptr)};
+  });
+  TestModule module(core_, "demo");
+  EXPECT_EQ(module.main().call("outer"), int{VK_EFOUND});
+  ASSERT_EQ(seen.size(), 1U);
+  ASSERT_EQ(seen[0]->depth, 2U);
+  EXPECT_EQ(seen[0]->parent->module, "demo");
+}
+
+TEST_F(Chains, ACallAfterAWaitDescendsFromTheCallThatIsNamed) {
+  core::CallPtr outer;
+  answer_at("outer", [&](core::CallPtr call, const core::Request&) -> Answers {
+    co_await asio::post(core_.loop, asio::use_awaitable);
+    outer = call;
+    const core::OnBehalf asking(std::move(call));
+    co_return core::Answer{vk_frame_call2("inner", 0, nullptr)};
+  });
+  TestLine client(core_);
+  EXPECT_EQ(client.call("outer"), int{VK_EFOUND});
+  ASSERT_EQ(seen.size(), 1U);
+  EXPECT_EQ(seen[0]->parent, outer);
+}
+
+TEST_F(Chains, WhatTheLoopRunsDuringAWaitBeginsAChainOfItsOwn) {
+  const auto released = std::make_shared<core::OneShot<int>>(core_.loop);
+  answer_at("wait", [&](core::CallPtr, const core::Request&) -> Answers {
+    co_await released->wait(10s);
+    co_return core::Answer{VK_EOK};
+  });
+  answer_at("outer", [&](core::CallPtr, const core::Request&) -> Answers {
+    asio::post(core_.loop, [&] {
+      static_cast<void>(vk_frame_call2("inner", 0, nullptr));
+      released->set(1);
+    });
+    co_return core::Answer{vk_frame_call2("wait", 0, nullptr)};
+  });
+  TestLine client(core_);
+  EXPECT_EQ(client.call("outer"), int{VK_EOK});
+  ASSERT_EQ(seen.size(), 1U);
+  EXPECT_EQ(seen[0]->depth, 1U);
 }
 
 TEST(OutsideTheCore, CallsHaveNoAnswerAgain) {
