@@ -141,7 +141,7 @@ asio::awaitable<void> Kept::load() {
   if (loaded_) co_return;  // by another request meanwhile
   // A damaged record was reported by the store; there is nothing to go back to. Of one that could
   // not be read nothing is known.
-  if (answer.status != VK_EOK && answer.status != VK_ENOENT && answer.status != VK_EIO) {
+  if (answer.status != VK_EOK && answer.status != VK_ENOENT && answer.status != VK_EVALUE) {
     throw Refusal(answer.status);
   }
   if (answer.status == VK_EOK) state_ = state_in(answer.value);

@@ -43,7 +43,7 @@ class Store {
   asio::awaitable<uint32_t> save(std::string key, std::shared_ptr<const Bytes> tree);
 
   /// The tree, `VK_ENOENT` without one. Waits for a save of the key that is in flight. A damaged
-  /// record is not served (`VK_EIO`). What could not be read now, because the storage failed, may
+  /// record is not served (`VK_EVALUE`). What could not be read now, because the storage failed, may
   /// be there all the same (`VK_EBUSY`). Both are reported.
   asio::awaitable<Answer> load(std::string key);
 

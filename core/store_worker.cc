@@ -18,7 +18,7 @@ void save(StoreDb& db, StoreJob& job) {
 }
 
 void load(StoreDb& db, StoreJob& job) {
-  constexpr uint32_t kStatus[] = {VK_ENOENT, VK_EOK, VK_EIO};
+  constexpr uint32_t kStatus[] = {VK_ENOENT, VK_EOK, VK_EVALUE};
   job.answer.value.clear();  // of an attempt that came to nothing
   const StoreDb::Found found = db.load(job.key, job.answer.value);
   job.answer.status = kStatus[static_cast<std::size_t>(found)];
@@ -34,8 +34,9 @@ void erase(StoreDb& db, StoreJob& job) {
   job.answer.status = VK_EOK;
 }
 
-// By `StoreWork`; closing is none on the database. A load that failed must not be taken for one
-// that found damage, since whoever begins anew then overwrites what is there.
+// By `StoreWork`; closing is none on the database. A load that failed, or whose answer was lost on
+// the way (`VK_EIO`), must not be taken for one that found damage, since whoever begins anew then
+// overwrites what is there.
 struct Work {
   const char* name;
   void (*perform)(StoreDb& db, StoreJob& job);

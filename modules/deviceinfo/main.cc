@@ -121,7 +121,7 @@ vk_error load_code() {
   if (saved == nullptr) return VK_ENOMEM;
   const uint32_t result = vk_frame_call("sys.persistent.load.deviceinfo", saved.get());
   if (result == VK_ENOENT) return VK_EOK;
-  if (result != VK_EOK && result != VK_EIO) return result;
+  if (result != VK_EOK && result != VK_EVALUE) return result;
   const vk_value* const text = vk_value_find_by_path(vk_frame2value(saved.get()), kCode);
   const bool found = text != nullptr && text->type == VK_TYPE_STRING;
   if (!found || !take(code, text->payload.text)) {

@@ -135,9 +135,9 @@ static vk_error start(void** argument) {
   const int usable = has(tree, "Data.Note", VK_TYPE_STRING) &&
                      has(tree, "Last", VK_TYPE_UNSIGNEDINT) &&
                      has(tree, "Data.Entry", VK_TYPE_OBJECT);
-  if (error == VK_EOK && !usable) error = VK_EIO; /* another version saved it */
-  if (error == VK_EIO) VK_LOG(1, VK_LOG_ERROR, "What was saved is of no use: beginning anew");
-  if (error == VK_ENOENT || error == VK_EIO) error = make_empty(tree); /* others end the module */
+  if (error == VK_EOK && !usable) error = VK_EVALUE; /* another version saved it */
+  if (error == VK_EVALUE) VK_LOG(1, VK_LOG_ERROR, "What was saved is of no use: beginning anew");
+  if (error == VK_ENOENT || error == VK_EVALUE) error = make_empty(tree); /* otherwise end */
   if (error == VK_EOK) error = vk_frame_handler_register("dm.Device.X_VESK_Scratch", serve, NULL);
   if (error != VK_EOK) vk_frame_delete(served);
   return error;

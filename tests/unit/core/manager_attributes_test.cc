@@ -106,7 +106,7 @@ TEST_F(ManagerAttributes, OutliveARestart) {
 TEST_F(ManagerAttributes, BeginAnewIfTheirRecordIsDamaged) {
   set({wish("Device.A", 2)});
   restart();
-  records.load_status = VK_EIO;
+  records.load_status = VK_EVALUE;
   EXPECT_EQ(get({"Device.A"}), rows({{"Device.A", 0}}));
 }
 

@@ -58,7 +58,7 @@ class StoreDamage : public testing::TestWithParam<Damage> {
 TEST_P(StoreDamage, IsNotServedAndIsReported) {
   damage(GetParam().statement);
   StoreLoop at(path);
-  EXPECT_EQ(at.found("a.b"), "[EIO]");
+  EXPECT_EQ(at.found("a.b"), "[EVALUE]");
   EXPECT_THAT(at.reports, ElementsAre(AllOf(HasSubstr("a.b"), HasSubstr("damaged"))));
 }
 
@@ -123,7 +123,7 @@ TEST_F(StoreDamage, InAPageIsAnsweredForWhatLiesThereOnly) {
   content.replace(content.find(std::string(1000, 'l')), 500, std::string(500, 'L'));
   std::ofstream(path, std::ios::binary | std::ios::trunc) << content;
   StoreLoop at(path);
-  EXPECT_EQ(at.found("large"), "[EIO]");
+  EXPECT_EQ(at.found("large"), "[EVALUE]");
   EXPECT_EQ(at.found("other"), std::string(20'000, 'o'));
 }
 

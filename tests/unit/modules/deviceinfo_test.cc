@@ -171,11 +171,13 @@ TEST(DeviceInfoStorage, GivesNoProvisioningCodeWhereNoneCanBeMadeOfIt) {
 }
 
 TEST_F(DeviceInfo, IsServedIfWhatWasSavedIsDamagedButNotIfItCannotBeReadJustNow) {
-  program_.load_result = VK_EBUSY;
-  EXPECT_EQ(program_.start(), VK_EBUSY);
-  EXPECT_TRUE(program_.hooks.registrations.empty());
+  for (const uint32_t result : {VK_EBUSY, VK_EIO}) {
+    program_.load_result = result;
+    EXPECT_EQ(program_.start(), result);
+    EXPECT_TRUE(program_.hooks.registrations.empty());
+  }
   EXPECT_EQ(program_.environment.log().lines().size(), 0U);
-  program_.load_result = VK_EIO;
+  program_.load_result = VK_EVALUE;
   EXPECT_EQ(program_.start(), VK_EOK);
   EXPECT_EQ(program_.environment.log().lines().size(), 1U);
 }

@@ -48,7 +48,7 @@ TEST(ScratchStorage, IsServedAfterARestart) {
 
 TEST(ScratchStorage, BeginsAnewIfWhatWasSavedIsDamaged) {
   Program program(scratch_main);
-  program.load_result = VK_EIO;
+  program.load_result = VK_EVALUE;
   ASSERT_EQ(program.start(), VK_EOK);
   EXPECT_EQ(program.value_at(kRoot + ".Note"), text(""));
   EXPECT_EQ(program.environment.log().lines().size(), 1U);
@@ -81,7 +81,7 @@ TEST(ScratchStorage, BeginsAnewIfWhatWasSavedHasAnotherShape) {
 }
 
 TEST(ScratchStorage, EndsTheModuleIfItCannotBeReadJustNow) {
-  for (const uint32_t result : {VK_EBUSY, VK_ETIMEDOUT, VK_ENOMEM, VK_ENOANSWER}) {
+  for (const uint32_t result : {VK_EBUSY, VK_EIO, VK_ETIMEDOUT, VK_ENOMEM, VK_ENOANSWER}) {
     Program program(scratch_main);
     program.load_result = result;
     EXPECT_EQ(program.start(), result);
