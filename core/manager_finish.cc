@@ -81,6 +81,14 @@ std::string text_of(const Name& name) {
   return name.partial ? joined_object(name.path) : joined(name.path);
 }
 
+Kept::Writing begin_writing(Desk& desk, const vk_value& request, const std::vector<Name>& names) {
+  std::vector<std::string> texts;
+  if ((flags_of(request) & kByServer) != 0) {
+    for (const Name& name : names) texts.push_back(text_of(name));
+  }
+  return {desk.kept, texts};
+}
+
 Answer write_answer(const Heap& heap, const Change& change, uint32_t instance) {
   const OwnedValue out = heap.object();
   if (instance != 0) check(vk_object_set_uint(out.get(), "InstanceNumber", instance));

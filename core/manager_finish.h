@@ -20,6 +20,10 @@ struct Outcome {
   uint32_t instance = 0;  ///< the number of one that was added
 };
 
+/// What a write is about to change. What others read of it meanwhile is no news to the management
+/// server if it is the one that writes.
+Kept::Writing begin_writing(Desk& desk, const vk_value& request, const std::vector<Name>& names);
+
 /// Commits, and brings what is kept up to date: values that the management server wrote count as
 /// told, deleted objects have no attributes, and the parameter key of the request holds if all was
 /// committed. Then has hooks called. Throws a refusal, `VK_EIO`, if a handler did not commit, if

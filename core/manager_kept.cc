@@ -35,6 +35,14 @@ const T* nearest(const Kept::State& state, std::string_view name,
   }
 }
 
+// Whether a name is one of a set, or covered by one.
+bool covers(const std::set<std::string, std::less<>>& names, std::string_view name) {
+  for (; !names.contains(name); name = cover_of(name)) {
+    if (name.empty()) return false;
+  }
+  return true;
+}
+
 // Sets an attribute at a name if it is there, and removes it from all below.
 template <typename T>
 void set_one(Kept::AttributeMap& attributes, const std::string& name, const std::optional<T>& value,
@@ -265,7 +273,12 @@ void Kept::touch(const std::string& name) {
   }
 }
 
-Kept::Reading::Reading(Kept& kept) {
+Kept::Writing::Writing(Kept& kept, const std::vector<std::string>& names)
+    : names_(std::make_shared<const Touched>(names.begin(), names.end())) {
+  kept.writing_ = names_;
+}
+
+Kept::Reading::Reading(Kept& kept) : kept_(kept) {
   std::erase_if(kept.readings_, [](const auto& each) { return each.expired(); });
   auto touched = std::make_shared<Touched>();
   kept.readings_.push_back(touched);
@@ -273,10 +286,8 @@ Kept::Reading::Reading(Kept& kept) {
 }
 
 bool Kept::Reading::is_stale(std::string_view name) const {
-  for (; !touched_->contains(name); name = cover_of(name)) {
-    if (name.empty()) return false;
-  }
-  return true;
+  const std::shared_ptr<const Touched> writing = kept_.writing_.lock();
+  return covers(*touched_, name) || (writing != nullptr && covers(*writing, name));
 }
 
 void Kept::take_back(State before, const State* after) noexcept {

@@ -88,7 +88,17 @@ class Kept {
   /// Forgets attributes and values at an object and below.
   void erase(const std::string& object);
 
-  /// Values are being read: which of them others told, or erased, meanwhile.
+  /// The management server writes at or below these names. Until what it wrote is told, or is not
+  /// to be, nobody else knows whether a value there is news. One at a time.
+  class Writing {
+   public:
+    Writing(Kept& kept, const std::vector<std::string>& names);
+
+   private:
+    std::shared_ptr<const Touched> names_;
+  };
+
+  /// Values are being read: which of them others told, or erased, meanwhile, or are writing now.
   class Reading {
    public:
     explicit Reading(Kept& kept);
@@ -96,6 +106,7 @@ class Kept {
     bool is_stale(std::string_view name) const;
 
    private:
+    const Kept& kept_;
     std::shared_ptr<const Touched> touched_;
   };
 
@@ -125,6 +136,7 @@ class Kept {
   bool changed_ = false;
   uint32_t saves_ = 0;                            // in flight
   std::vector<std::weak_ptr<Touched>> readings_;  // under way, or ended since
+  std::weak_ptr<const Touched> writing_;
 };
 
 }  // namespace vesk::core::dm

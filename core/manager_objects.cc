@@ -58,6 +58,8 @@ asio::awaitable<Answer> add_object(Desk& desk, CallPtr call, const Request& requ
   co_await desk.kept.load();
   Walk walk(desk.router, call, flags_of(*in), desk.options.limits, heap);
   Change change(walk);
+  const std::vector<Name> below_table{Name{table.path, true}};
+  const Kept::Writing writing = begin_writing(desk, *in, below_table);
   const OwnedValue answer = co_await hold(change, table, VK_DM_ADD);
   const uint32_t instance = instance_in(*answer);
   if (instance == 0) {
@@ -78,8 +80,9 @@ asio::awaitable<Answer> delete_object(Desk& desk, CallPtr call, const Request& r
   co_await desk.kept.load();
   Walk walk(desk.router, call, flags_of(*in), desk.options.limits, heap);
   Change change(walk);
-  co_await hold(change, instance, VK_DM_DEL);
   Outcome outcome{"deleted", {Name{instance.path, true}}};
+  const Kept::Writing writing = begin_writing(desk, *in, outcome.names);
+  co_await hold(change, instance, VK_DM_DEL);
   Answer finished = co_await finish(desk, walk, *in, change, std::move(outcome));
   co_return finished;
 }

@@ -90,9 +90,11 @@ asio::awaitable<Answer> set_parameter_values(Desk& desk, CallPtr call, const Req
   Change change(walk);
   const std::vector<Assignment> assignments = read_assignments(*in, desk.options.limits, change);
   const bool trial = flag(*in, "Try");
+  const std::vector<Name> names = names_of(assignments);
+  const Kept::Writing writing = begin_writing(desk, *in, names);
   co_await hold(change, assignments, trial, heap);
   if (trial) co_return write_answer(heap, change);
-  Outcome outcome{"changed", names_of(assignments)};
+  Outcome outcome{"changed", names};
   Answer finished = co_await finish(desk, walk, *in, change, std::move(outcome));
   co_return finished;
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <asio/post.hpp>
+#include <asio/redirect_error.hpp>
 #include <asio/use_awaitable.hpp>
 
 #include "lib/wire.h"
@@ -62,6 +63,10 @@ bool goes_first(const core::Registration& a, const core::Registration& b) {
   return a.id < b.id;
 }
 
+std::string key_of(uint32_t action, const std::string& path) {
+  return std::string(dm_action_to_string(action)) + ' ' + path;
+}
+
 // What a module does takes none of the manager's memory.
 core::Answer ask_provider(Provider& provider, const core::Request& request,
                           const core::CallPtr& parent) {
@@ -103,7 +108,7 @@ int Provider::count(const std::string& action_and_path) const {
 }
 
 core::Answer Provider::answer(const Asked& to) {
-  const std::string key = std::string(dm_action_to_string(to.action)) + ' ' + to.path;
+  const std::string key = key_of(to.action, to.path);
   asked.push_back(key);
   requests.push_back(to);
   if (const auto found = before.find(key); found != before.end()) found->second();
@@ -255,6 +260,17 @@ void ScriptedRouter::on(const std::string& path,
   others_[path] = std::move(handler);
 }
 
+void ScriptedRouter::go_on() {
+  held_.clear();
+  gate_.cancel();
+}
+
+asio::awaitable<void> ScriptedRouter::passed(std::string action_and_path) {
+  asio::error_code cancelled;  // which is how each wait ends
+  auto token = asio::redirect_error(asio::use_awaitable, cancelled);
+  while (held_.contains(action_and_path)) co_await gate_.async_wait(token);
+}
+
 void ScriptedRouter::tell(const std::string& module, bool attached) {
   for (const auto& watcher : watchers_) watcher(module, attached);
 }
@@ -331,6 +347,7 @@ asio::awaitable<core::Answer> ScriptedRouter::ask(core::CallPtr parent, uint64_t
   Provider* const provider = find(registration);
   if (provider == nullptr) co_return core::Answer{VK_EIO};
   core::Answer answer = ask_provider(*provider, request, parent);
+  if (!held_.empty()) co_await passed(key_of(request.action, joined(request.path, 1)));
   if (find(registration) == nullptr) answer = {VK_EIO};  // its module died over it
   co_return answer;
 }

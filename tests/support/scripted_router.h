@@ -4,6 +4,7 @@
 // with providers that behave as those of modules do.
 
 #include <asio/io_context.hpp>
+#include <asio/steady_timer.hpp>
 #include <functional>
 #include <list>
 #include <map>
@@ -94,6 +95,11 @@ class ScriptedRouter : public core::Router {
   /// Has a request outside of the data model answered, in the form of `Provider::asked`.
   void on(const std::string& path, std::function<core::Answer(const Asked&)> handler);
 
+  /// Has what a provider answers to an action on a path, such as "commit Device", stay on its way
+  /// until `go_on`.
+  void hold(const std::string& action_and_path) { held_.insert(action_and_path); }
+  void go_on();
+
   void attach(const std::string& module) { tell(module, true); }
   void end(const std::string& module) { tell(module, false); }
 
@@ -115,7 +121,11 @@ class ScriptedRouter : public core::Router {
   Provider* find(uint64_t id);
   asio::awaitable<core::Answer> ask_model(core::CallPtr parent, core::Request request);
 
+  asio::awaitable<void> passed(std::string action_and_path);
+
   asio::io_context& loop_;
+  asio::steady_timer gate_{loop_, asio::steady_timer::time_point::max()};
+  std::set<std::string> held_;
   std::list<Provider> providers_;
   uint64_t last_id_ = 0;
   std::map<std::string, std::function<core::Answer(const Asked&)>> others_;

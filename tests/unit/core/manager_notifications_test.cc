@@ -286,6 +286,90 @@ TEST_F(ServerWrites, ThatDeleteWhatWasBeingReadAreNotTold) {
   EXPECT_EQ(told_names(), told);
 }
 
+// Where the new value can be read before the write is over.
+class ServerWritesUnderWay : public ServerWrites {
+ protected:
+  // What is told while an answer of the device is held; nothing afterwards.
+  void expect_told_meanwhile(const std::string& held, const Told& told, const Pending& writing) {
+    settle();
+    EXPECT_FALSE(writing->has_value()) << held;
+    const Pending telling = begin("dmmgr.notification.get", object({}), caller);
+    settle();
+    ASSERT_TRUE(telling->has_value()) << held;
+    EXPECT_EQ(**telling, told) << held;
+    router.go_on();
+    settle();
+    EXPECT_EQ(writing->value().status, VK_EOK) << held;
+    EXPECT_EQ(notifications(), nothing()) << held;
+  }
+};
+
+TEST_F(ServerWritesUnderWay, AreNoNewsWhileOthersAre) {
+  set({wish("Device.A", 2), wish("Device.B.C", 2)});
+  device.parameters["Device.B.C"] = text("by itself");
+  router.hold("commit Device");
+  const Pending writing = begin_to_write("Device.A", text("by the server"), 1);
+  expect_told_meanwhile(
+      "commit", changes(below_device({{"B", object({{"C", text("by itself")}})}}), true), writing);
+}
+
+TEST_F(ServerWritesUnderWay, AreNoNewsAtAHandlerThatChangesAtOnce) {
+  device.holds = false;
+  set({wish("Device.A", 2)});
+  router.hold("set Device.A");
+  const Pending writing = begin_to_write("Device.A", text("by the server"), 1);
+  expect_told_meanwhile("set", nothing(), writing);
+}
+
+TEST_F(ServerWritesUnderWay, ThatAddAnInstanceAreNoNews) {
+  set({wish("Device.T.", 2)});
+  for (const char* const held : {"commit Device", "add Device.T"}) {
+    router.hold(held);
+    device.holds = held[0] == 'c';
+    const Tree table =
+        object({{"ObjectName", text("Device.T.")}, {"dm-flags", unsigned_integer(1)}});
+    const Pending writing = begin("cwmp.rpc.AddObject", table, caller);
+    expect_told_meanwhile(held, nothing(), writing);
+  }
+}
+
+TEST_F(ServerWritesUnderWay, KeepNobodyFromAskingOnTheirBehalf) {
+  set({wish("Device.A", 2)});
+  Pending telling;
+  device.before["commit Device"] = [&] {
+    telling = begin("dmmgr.notification.get", object({}), call_of("device", caller));
+  };
+  router.hold("commit Device");
+  const Pending writing = begin_to_write("Device.A", text("by the server"), 1);
+  settle();
+  ASSERT_TRUE(telling->has_value());
+  EXPECT_EQ(**telling, nothing());
+}
+
+TEST_F(ServerWritesUnderWay, ThatAreNotTheServersAreNews) {
+  set({wish("Device.A", 2)});
+  router.hold("commit Device");
+  const Pending writing = begin_to_write("Device.A", text("by the user"), 0);
+  expect_told_meanwhile("commit", changes(below_device({{"A", text("by the user")}}), true),
+                        writing);
+}
+
+TEST_F(ServerWritesUnderWay, ThatDeleteLeaveWhatWasToldUntilTheyAreOver) {
+  set({wish("Device.T.", 2)});
+  const std::vector<std::string> told = told_names();
+  router.hold("commit Device");
+  const Tree instance =
+      object({{"ObjectName", text("Device.T.1.")}, {"dm-flags", unsigned_integer(1)}});
+  const Pending writing = begin("cwmp.rpc.DeleteObject", instance, caller);
+  settle();
+  begin("dmmgr.notification.get", object({}), caller);
+  settle();
+  EXPECT_EQ(told_names(), told);
+  router.go_on();
+  settle();
+  EXPECT_EQ(told_names(), std::vector<std::string>{});
+}
+
 TEST_F(ServerWrites, ThatAddAnInstanceCountAsTold) {
   set({wish("Device.T.", 2)});
   const auto add = [&](uint32_t flags) {
