@@ -33,6 +33,7 @@ struct Call {
   Peer peer;
   std::string module;  ///< the name of the module that asks; empty for a plain client and the core
   uint64_t line = 0;   ///< the number of the line that it came on; 0 for the core's own
+  bool over = false;   ///< nobody waits for its answer: it was given, or the line has gone
 };
 using CallPtr = std::shared_ptr<const Call>;
 

@@ -32,6 +32,7 @@ class Dispatcher::Open : public std::enable_shared_from_this<Open> {
       : dispatcher_(dispatcher),
         line_(std::move(line)),
         module_(std::move(module)),
+        call_(dispatcher.call_on(*line_, module_)),
         reply_(std::move(reply)),
         patience_(dispatcher.loop_.get_executor(), [this] { finish({VK_ETIMEDOUT}); }) {}
 
@@ -43,11 +44,11 @@ class Dispatcher::Open : public std::enable_shared_from_this<Open> {
 
   /// The call could not be answered at once.
   void wait() noexcept {
-    if (!finished_ && module_ != nullptr) module_->call_waits();
+    if (!call_->over && module_ != nullptr) module_->call_waits();
   }
 
   void finish(Answer answer) noexcept {
-    if (finished_) return;
+    if (call_->over) return;
     const OpenPtr self = shared_from_this();
     dispatcher_.roster_.begin_delivery(*line_);
     give_up();
@@ -56,24 +57,24 @@ class Dispatcher::Open : public std::enable_shared_from_this<Open> {
 
   /// Whoever asked has gone.
   void give_up() noexcept {
-    if (finished_) return;
+    if (call_->over) return;
     const OpenPtr self = shared_from_this();
-    finished_ = true;
+    call_->over = true;
     dispatcher_.open_.erase(line_->id());
     patience_.stop();
     if (item_.has_value()) module_->end_call(*item_);
   }
 
-  bool finished() const { return finished_; }
+  CallPtr call() const { return call_; }
 
  private:
   Dispatcher& dispatcher_;
   const LinePtr line_;
   const ModulePtr module_;
+  const std::shared_ptr<Call> call_;
   const std::function<void(Answer)> reply_;
   Alarm patience_;
   std::optional<Module::CallItem> item_;
-  bool finished_ = false;
 };
 
 Dispatcher::Dispatcher(asio::io_context& loop, const Settings& settings)
@@ -101,7 +102,7 @@ asio::awaitable<Answer> Dispatcher::ask(CallPtr parent, Request request) {
   if (stopping_) co_return Answer{VK_EBUSY};
   if (call->depth > settings_.chain) co_return Answer{VK_EBUSY};
   if (request.text.empty()) request.text = join(request.path);
-  auto work = route(nullptr, call, std::move(request));
+  auto work = route(call, std::move(request));
   Answer answer = co_await guarded(std::move(work));
   co_return answer;
 }
@@ -137,29 +138,29 @@ void Dispatcher::asked(const LinePtr& line, Message message,
     const ModulePtr module = roster_.of(*line);
     if (module != nullptr) module->heard();
     open = std::make_shared<Open>(*this, line, module, reply);
-    begin(open, call_on(*line, module), std::move(message));
+    begin(open, std::move(message));
   } catch (...) {
     const Answer failure = {status_of_failure()};
     open == nullptr ? reply(failure) : open->finish(failure);
   }
 }
 
-void Dispatcher::begin(const OpenPtr& open, const CallPtr& call, Message message) {
+void Dispatcher::begin(const OpenPtr& open, Message message) {
   Request request = {walk(message.path), message.action, std::move(message.value), {}};
   request.text = std::move(message.path);
   open->begin();
-  if (const uint32_t refusal = refusal_of(*call, request.path); refusal != VK_EOK) {
+  if (const uint32_t refusal = refusal_of(*open->call(), request.path); refusal != VK_EOK) {
     open->finish({refusal});
     return;
   }
-  start(open, call, std::move(request));
+  start(open, std::move(request));
   open->wait();
 }
 
 // A service may call before it waits.
-void Dispatcher::start(const OpenPtr& open, const CallPtr& call, Request request) {
-  const OnBehalf asking(call);
-  spawn(loop_.get_executor(), conduct(open, call, std::move(request), conducted_));
+void Dispatcher::start(const OpenPtr& open, Request request) {
+  const OnBehalf asking(open->call());
+  spawn(loop_.get_executor(), conduct(open, std::move(request), conducted_));
 }
 
 uint32_t Dispatcher::refusal_of(const Call& call, const Path& path) const {
@@ -181,7 +182,7 @@ std::string Dispatcher::module_of(const Line& line) const {
   return module == nullptr ? std::string() : module->name();
 }
 
-CallPtr Dispatcher::call_on(const Line& line, const ModulePtr& module) const {
+std::shared_ptr<Call> Dispatcher::call_on(const Line& line, const ModulePtr& module) const {
   CallPtr parent = module == nullptr ? nullptr : module->serving();
   const uint32_t depth = parent == nullptr ? 1 : parent->depth + 1;
   const std::string name = module == nullptr ? std::string() : module->name();
@@ -190,11 +191,11 @@ CallPtr Dispatcher::call_on(const Line& line, const ModulePtr& module) const {
 
 // What a request makes the core do goes on when whoever asked has gone, so it is counted: each has
 // a share of the count.
-asio::awaitable<void> Dispatcher::conduct(OpenPtr open, CallPtr call, Request request,
+asio::awaitable<void> Dispatcher::conduct(OpenPtr open, Request request,
                                           std::shared_ptr<const int>) {
   Answer answer;
   try {
-    auto work = route(open, call, std::move(request));
+    auto work = route(open->call(), std::move(request));
     answer = co_await std::move(work);
   } catch (...) {
     answer = {status_of_failure()};
@@ -213,10 +214,10 @@ asio::awaitable<Answer> Dispatcher::guarded(asio::awaitable<Answer> work) {
 }
 
 // No further handler is tried for a request that is over.
-asio::awaitable<Answer> Dispatcher::route(OpenPtr open, CallPtr call, Request request) {
+asio::awaitable<Answer> Dispatcher::route(CallPtr call, Request request) {
   const std::vector<Candidate> all = candidates(request.path);
   for (const Candidate& candidate : all) {
-    if (open != nullptr && open->finished()) break;
+    if (call->over) break;
     if (candidate.module != nullptr && candidate.module->has_ended()) co_return Answer{VK_EIO};
     Answer answer = co_await try_one(call, candidate.id, request);
     if (answer.status != VK_ENOANSWER) co_return answer;

@@ -73,17 +73,16 @@ class Dispatcher final : public Router, public Exchange {
   class Open;
   using OpenPtr = std::shared_ptr<Open>;
 
-  void begin(const OpenPtr& open, const CallPtr& call, Message message);
-  void start(const OpenPtr& open, const CallPtr& call, Request request);
-  asio::awaitable<void> conduct(OpenPtr open, CallPtr call, Request request,
-                                std::shared_ptr<const int> share);
+  void begin(const OpenPtr& open, Message message);
+  void start(const OpenPtr& open, Request request);
+  asio::awaitable<void> conduct(OpenPtr open, Request request, std::shared_ptr<const int> share);
   asio::awaitable<Answer> guarded(asio::awaitable<Answer> work);
-  asio::awaitable<Answer> route(OpenPtr open, CallPtr call, Request request);
+  asio::awaitable<Answer> route(CallPtr call, Request request);
   std::vector<Candidate> candidates(const Path& path) const;
   asio::awaitable<Answer> try_one(CallPtr call, uint64_t id, const Request& request);
   asio::awaitable<Answer> hand(ModulePtr module, uint32_t number, CallPtr call,
                                const Request& request);
-  CallPtr call_on(const Line& line, const ModulePtr& module) const;
+  std::shared_ptr<Call> call_on(const Line& line, const ModulePtr& module) const;
   uint32_t refusal_of(const Call& call, const Path& path) const;
   bool is_own(const Path& pattern) const;
   void remove(uint64_t id) noexcept;

@@ -46,6 +46,8 @@ asio::awaitable<Answer> serve(Desk& desk, Function function, CallPtr call, const
     co_return answer;
   } catch (const Refusal& refusal) {
     co_return refusal.answer(desk.options.limits);
+  } catch (const Abandoned&) {
+    co_return Answer{VK_EIO};  // which nobody hears
   } catch (const std::bad_alloc&) {
     co_return Refusal(VK_ENOMEM).answer(desk.options.limits);
   }

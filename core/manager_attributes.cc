@@ -157,6 +157,7 @@ asio::awaitable<Answer> set_parameter_attributes(Desk& desk, CallPtr call, const
   co_await desk.kept.load();
   Walk walk(desk.router, call, flags_of(*in), desk.options.limits, heap);
   for (Wish& wish : wishes) co_await examine(walk, wish);
+  walk.check_wanted();
   Grant grant(desk.kept, wishes);
   const uint32_t saved = co_await desk.kept.save();
   if (saved != VK_EOK) throw Refusal(saved);

@@ -28,7 +28,8 @@ std::size_t Change::handler_of(const Registration& registration) {
   return handlers_.size() - 1;
 }
 
-void Change::refuse_faults() const {
+void Change::refuse_if_off() const {
+  if (abandoned_) throw Abandoned();
   if (short_) throw Refusal(VK_ENOMEM);
   if (!faults_.empty()) throw Refusal(faults_);
 }
@@ -50,13 +51,16 @@ asio::awaitable<void> Change::open(bool trial) {
     if (cannot && !trial && items_.size() == 1) continue;
     fault_names_of(at, cannot ? VK_EAUTH : reply.status);
   }
-  refuse_faults();
+  refuse_if_off();
 }
 
 asio::awaitable<OwnedValue> Change::apply(std::size_t item, uint32_t action,
                                           const vk_value* arguments) {
+  if (walk_.is_abandoned()) co_return walk_.heap().node();
   const Item& to = items_[item];
-  const uint64_t id = handlers_[to.handler].registration.id;
+  const Handler& handler = handlers_[to.handler];
+  if (!handler.holds) walk_.see_through();
+  const uint64_t id = handler.registration.id;
   Reply reply = co_await walk_.ask(id, action, to.path, arguments);
   if (reply.status != VK_EOK) {
     add_fault(fault(to.name, reply.status));
@@ -71,6 +75,8 @@ void Change::hear(const vk_value& answer) {
 }
 
 asio::awaitable<void> Change::roll_back() {
+  abandoned_ = walk_.is_abandoned();
+  walk_.see_through();
   for (const Handler& handler : handlers_) {
     if (!handler.holds) continue;
     const Registration& to = handler.registration;
@@ -90,6 +96,7 @@ asio::awaitable<Reply> Change::tell(const Registration& to, uint32_t action) {
 }
 
 asio::awaitable<void> Change::commit() {
+  walk_.see_through();
   for (Handler& handler : handlers_) {
     const Registration& to = handler.registration;
     const Reply reply = co_await tell(to, VK_DM_COMMIT);

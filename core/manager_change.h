@@ -5,6 +5,9 @@
 //
 //     enlist ... open, apply ..., then commit or roll_back
 //
+// Where nobody waits for it any more it goes no further and is rolled back. Once it has begun to
+// commit, to roll back, or to change what cannot hold back, that is done to the end.
+//
 // Every handler is rolled back first, which drops what an interrupted change left in it. One that
 // has no answer to that cannot hold back: it changes at once. Nothing could take that back, so such
 // a handler may take part only with one name, alone, and never in a trial.
@@ -34,14 +37,16 @@ class Change {
   /// Notes that memory ran out, which takes none.
   void run_short() { short_ = true; }
   bool failed() const { return short_ || !faults_.empty(); }
-  /// Throws what is wrong so far, if anything is.
-  void refuse_faults() const;
+  /// Whether it must not be committed: something is wrong, or nobody waits for it any more.
+  bool is_off() const { return failed() || walk_.is_abandoned(); }
+  /// Throws what keeps it from being committed, if anything does.
+  void refuse_if_off() const;
 
   /// Makes the handlers ready, or throws a refusal; then nothing has changed.
   asio::awaitable<void> open(bool trial);
 
   /// Sends an action to the handler of the path that was enlisted at this position. A refusal is a
-  /// fault and gives any.
+  /// fault and gives any. If nobody waits for it any more nothing is sent, which gives any, too.
   asio::awaitable<OwnedValue> apply(std::size_t item, uint32_t action, const vk_value* arguments);
 
   asio::awaitable<void> roll_back();
@@ -75,6 +80,7 @@ class Change {
   std::vector<Handler> handlers_;
   std::vector<Fault> faults_;
   bool short_ = false;
+  bool abandoned_ = false;  // when it was rolled back
   int32_t status_ = 0;
 };
 

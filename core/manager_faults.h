@@ -60,6 +60,9 @@ class Refusal : public std::exception {
   uint32_t instance_ = 0;
 };
 
+/// Thrown in place of a further step for a request that nobody waits for any more.
+class Abandoned : public std::exception {};
+
 /// The request itself cannot be read: 9003.
 [[noreturn]] void refuse_arguments();
 

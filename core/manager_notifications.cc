@@ -111,6 +111,7 @@ asio::awaitable<Answer> get_notifications(Desk& desk, CallPtr call, const Reques
   Walk walk(desk.router, call, flags_of(*in), desk.options.limits, heap);
   const Kept::Reading reading(desk.kept);
   const Watched watched = co_await read_watched(desk, walk);
+  walk.check_wanted();  // what nobody hears is not told
   Report report = new_report(heap, desk.kept);
   std::set<std::string> seen;
   for_each_leaf(*watched.values, {}, [&](const Path& path, const vk_value& value) {

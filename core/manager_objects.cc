@@ -30,7 +30,7 @@ Object read_object(const vk_value& in, const rt::Limits& limits) {
 // Has the object's handler hold a change, or refuses it.
 asio::awaitable<OwnedValue> hold(Change& change, Object object, uint32_t action) {
   co_await change.enlist(object.text, object.path);
-  change.refuse_faults();
+  change.refuse_if_off();
   co_await change.open(false);
   OwnedValue answer;
   try {
@@ -38,8 +38,8 @@ asio::awaitable<OwnedValue> hold(Change& change, Object object, uint32_t action)
   } catch (const std::bad_alloc&) {
     change.run_short();
   }
-  if (change.failed()) co_await change.roll_back();
-  change.refuse_faults();
+  if (change.is_off()) co_await change.roll_back();
+  change.refuse_if_off();
   co_return answer;
 }
 

@@ -68,15 +68,15 @@ asio::awaitable<void> apply(Change& change, const std::vector<Assignment>& assig
 asio::awaitable<void> hold(Change& change, const std::vector<Assignment>& assignments, bool trial,
                            const Heap& heap) {
   for (const Assignment& each : assignments) co_await change.enlist(each.name, each.path);
-  change.refuse_faults();
+  change.refuse_if_off();
   co_await change.open(trial);
   try {
     co_await apply(change, assignments, heap);
   } catch (const std::bad_alloc&) {
     change.run_short();
   }
-  if (trial || change.failed()) co_await change.roll_back();
-  change.refuse_faults();
+  if (trial || change.is_off()) co_await change.roll_back();
+  change.refuse_if_off();
 }
 
 }  // namespace

@@ -90,6 +90,10 @@ Walk::Walk(Router& router, CallPtr call, uint32_t flags, const rt::Limits& limit
       heap_(heap),
       registrations_(router.registrations("dm")) {}
 
+void Walk::check_wanted() const {
+  if (is_abandoned()) throw Abandoned();
+}
+
 asio::awaitable<Reply> Walk::asked(asio::awaitable<Answer> answer) {
   const Answer got = co_await std::move(answer);
   Reply reply{got.status, heap_.read(got.value), got.value.size()};
@@ -105,10 +109,12 @@ Request Walk::request(uint32_t action, Path path, const vk_value* arguments) con
 
 asio::awaitable<Reply> Walk::ask(uint64_t registration, uint32_t action, const Path& path,
                                  const vk_value* arguments) {
+  check_wanted();
   return asked(router_.ask(call_, registration, request(action, dm_path(path), arguments)));
 }
 
 asio::awaitable<Reply> Walk::ask(const Registration& registration, uint32_t action) {
+  check_wanted();
   Request to_pattern = request(action, registration.pattern, nullptr);
   return asked(router_.ask(call_, registration.id, std::move(to_pattern)));
 }

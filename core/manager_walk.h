@@ -7,6 +7,9 @@
 // names. Where two say different things the deeper one is right, of equal depth the one that the
 // router tries first; so a subtree holds what its parameters would be answered one by one. A
 // handler that vanishes on the way is left out.
+//
+// A walk ends, by throwing `Abandoned`, where nobody waits for its request any more, unless what
+// was begun must be finished.
 
 #include <asio/awaitable.hpp>
 #include <cstddef>
@@ -56,6 +59,13 @@ class Walk {
   Walk(Router& router, CallPtr call, uint32_t flags, const rt::Limits& limits, const Heap& heap);
   Walk(const Walk&) = delete;
   Walk& operator=(const Walk&) = delete;
+
+  /// Whether the walk is to end here.
+  bool is_abandoned() const { return call_ != nullptr && call_->over && !seen_through_; }
+  /// Throws `Abandoned` if it is.
+  void check_wanted() const;
+  /// From now on it is walked to its end, whether anybody waits for that or not.
+  void see_through() { seen_through_ = true; }
 
   /// Asks one registration about a path.
   /// @param arguments more members for the request, or null
@@ -130,6 +140,7 @@ class Walk {
   std::map<Path, std::shared_ptr<const Names>> levels_;  // what was told already
   std::size_t nodes_ = 0;
   std::size_t bytes_ = 0;
+  bool seen_through_ = false;
 };
 
 /// What is answered with a tree; `VK_ENOMEM` is thrown as a refusal if it is beyond a limit.

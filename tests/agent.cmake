@@ -42,6 +42,7 @@ if(VESK_CORE)
     unit/core/core_fixture.cc
     unit/core/dispatch_test.cc
     unit/core/handlers_test.cc
+    unit/core/gone_client_test.cc
     unit/core/hook_test.cc
     unit/core/limits_test.cc
     unit/core/log_test.cc
@@ -74,6 +75,7 @@ if(VESK_CORE)
   # The data-model manager, with a router that plays modules.
   vesk_test(manager
     support/scripted_router.cc
+    unit/core/manager_abandoned_test.cc
     unit/core/manager_attributes_test.cc
     unit/core/manager_hooks_test.cc
     unit/core/manager_inform_test.cc
