@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
@@ -120,7 +121,8 @@ void list_attributes(Walk& walk, vk_value& list, const Kept& kept, const std::st
 // Grants wishes, and takes that back at its end unless it is to last.
 class Grant {
  public:
-  Grant(Kept& kept, const std::vector<Wish>& wishes) : kept_(kept), before_(kept.state()) {
+  Grant(Kept& kept, const std::vector<Wish>& wishes)
+      : kept_(kept), life_(kept.life()), before_(kept.state()) {
     try {
       for (const Wish& wish : wishes) grant_one(kept, wish);
       if (!kept.has_room()) throw Refusal(VK_ENOMEM);
@@ -131,7 +133,7 @@ class Grant {
     }
   }
   ~Grant() {
-    if (!lasts_) kept_.take_back(std::move(before_), &after_);
+    if (!lasts_ && !life_.expired()) kept_.take_back(std::move(before_), &after_);
   }
   Grant(const Grant&) = delete;
   Grant& operator=(const Grant&) = delete;
@@ -140,6 +142,7 @@ class Grant {
 
  private:
   Kept& kept_;
+  const std::weak_ptr<const void> life_;
   Kept::State before_;
   Kept::State after_;
   bool lasts_ = false;

@@ -159,11 +159,12 @@ asio::awaitable<void> Kept::load() {
 // A save in flight. Unless it ends well, what it holds counts as changed still.
 class Kept::Save {
  public:
-  explicit Save(Kept& kept) : kept_(kept) {
+  explicit Save(Kept& kept) : kept_(kept), life_(kept.life()) {
     kept_.changed_ = false;
     ++kept_.saves_;
   }
   ~Save() {
+    if (life_.expired()) return;
     --kept_.saves_;
     if (!well_) kept_.changed_ = true;
   }
@@ -174,6 +175,7 @@ class Kept::Save {
 
  private:
   Kept& kept_;
+  const std::weak_ptr<const void> life_;
   bool well_ = false;
 };
 

@@ -123,6 +123,10 @@ class Kept {
   /// @param after null if nobody else can have changed anything since
   void take_back(State before, const State* after) noexcept;
 
+  /// Expires with it. What waits when the loop ends is destroyed after its manager, and must not
+  /// touch this then.
+  std::weak_ptr<const void> life() const { return life_; }
+
  private:
   asio::awaitable<uint32_t> write();
   void touch(const std::string& name);
@@ -137,6 +141,7 @@ class Kept {
   uint32_t saves_ = 0;                            // in flight
   std::vector<std::weak_ptr<Touched>> readings_;  // under way, or ended since
   std::weak_ptr<const Touched> writing_;
+  const std::shared_ptr<const int> life_ = std::make_shared<int>();
 };
 
 }  // namespace vesk::core::dm

@@ -103,6 +103,18 @@ TEST_F(ManagerAttributes, OutliveARestart) {
   EXPECT_EQ(records.trees.begin()->first.substr(0, 5), "veskd");
 }
 
+// As where the core has to end before the store has answered.
+TEST_F(ManagerAttributes, MayBeOnTheirWayWhenTheManagerIsGone) {
+  set({wish("Device.B.", 2)});
+  records.halt();
+  const Tree wishes = object({{"ParameterList", array({wish("Device.A", 2)})}});
+  const Pending setting = begin(kSetAttributes, wishes, caller);
+  settle();
+  EXPECT_FALSE(setting->has_value());
+  router.forget_services();
+  manager.reset();
+}
+
 TEST_F(ManagerAttributes, BeginAnewIfTheirRecordIsDamaged) {
   set({wish("Device.A", 2)});
   restart();
