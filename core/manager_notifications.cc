@@ -58,6 +58,7 @@ asio::awaitable<Watched> read_watched(Desk& desk, Walk& walk) {
   for (const std::string& text : texts) {
     co_await add_watched(walk, text, desk.options.limits, watched);
   }
+  walk.check_wanted();  // what nobody hears is not told
   co_return watched;
 }
 
@@ -111,7 +112,6 @@ asio::awaitable<Answer> get_notifications(Desk& desk, CallPtr call, const Reques
   Walk walk(desk.router, call, flags_of(*in), desk.options.limits, heap);
   const Kept::Reading reading(desk.kept);
   const Watched watched = co_await read_watched(desk, walk);
-  walk.check_wanted();  // what nobody hears is not told
   Report report = new_report(heap, desk.kept);
   std::set<std::string> seen;
   for_each_leaf(*watched.values, {}, [&](const Path& path, const vk_value& value) {
