@@ -37,7 +37,7 @@ void refuse_both(const vk_value& in) {
 }
 
 std::optional<int32_t> read_notification(const vk_value& element) {
-  if (!flag(element, "NotificationChange")) return std::nullopt;
+  if (!flag_of(element, "NotificationChange")) return std::nullopt;
   const vk_value* const value = member(element, "Notification", VK_TYPE_INT);
   if (value == nullptr) refuse_arguments();
   const int32_t notification = value->payload.s32;
@@ -46,7 +46,7 @@ std::optional<int32_t> read_notification(const vk_value& element) {
 }
 
 std::optional<AccessList> read_access(const vk_value& element) {
-  if (!flag(element, "AccessListChange")) return std::nullopt;
+  if (!flag_of(element, "AccessListChange")) return std::nullopt;
   if (member(element, "AccessList") == nullptr) return AccessList();
   return texts_of(element, "AccessList");
 }

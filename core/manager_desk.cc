@@ -21,9 +21,25 @@ std::vector<std::string> default_inform_names() {
           "Device.ManagementServer.ParameterKey"};
 }
 
+const vk_value* optional_of(const vk_value& request, const char* name, vk_type type) {
+  const vk_value* const found = member(request, name);
+  if (found == nullptr || found->type == VK_TYPE_ANY) return nullptr;
+  if (found->type != type) refuse_arguments();
+  return found;
+}
+
 uint32_t flags_of(const vk_value& request) {
-  const vk_value* const flags = member(request, "dm-flags", VK_TYPE_UNSIGNEDINT);
+  const vk_value* const flags = optional_of(request, "dm-flags", VK_TYPE_UNSIGNEDINT);
   return flags == nullptr ? 0 : flags->payload.u32;
+}
+
+bool flag_of(const vk_value& request, const char* name) {
+  const vk_value* const found = optional_of(request, name, VK_TYPE_BOOLEAN);
+  return found != nullptr && found->payload.flag != 0;
+}
+
+void check_key(const vk_value& request) {
+  static_cast<void>(optional_of(request, "ParameterKey", VK_TYPE_STRING));
 }
 
 std::string text_of(const vk_value& request, const char* name) {

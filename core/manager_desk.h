@@ -38,8 +38,15 @@ struct Desk {
   Hooks hooks;
 };
 
+/// A member that may be missing, or null, which gives null. A request that has it of another type
+/// is refused: to pass over it would do what was not asked for, such as a change for a trial.
+const vk_value* optional_of(const vk_value& request, const char* name, vk_type type);
 /// "dm-flags" of a request; 0 without.
 uint32_t flags_of(const vk_value& request);
+/// A boolean that may be missing, which is false.
+bool flag_of(const vk_value& request, const char* name);
+/// Refuses a request whose "ParameterKey" is none, before anything is done for it.
+void check_key(const vk_value& request);
 /// A member that must be a string; a request without it is refused.
 std::string text_of(const vk_value& request, const char* name);
 /// A member that must be an array; a request without it is refused.

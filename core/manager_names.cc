@@ -145,7 +145,7 @@ asio::awaitable<Answer> get_parameter_names(Desk& desk, CallPtr call, const Requ
   Walk walk(desk.router, call, flags_of(*in), desk.options.limits, heap);
   Listing listing = new_listing(walk);
   bool there = false;
-  if (flag(*in, "NextLevel")) {
+  if (flag_of(*in, "NextLevel")) {
     there = co_await list_next_level(listing, name.path);
   } else {
     there = co_await list_all(listing, name.path);

@@ -107,7 +107,7 @@ void count_as_told(Kept& kept, std::vector<News>& news) {
 asio::awaitable<Answer> get_notifications(Desk& desk, CallPtr call, const Request& request) {
   const Heap heap;
   const OwnedValue in = heap.read(request.value);
-  const bool keep = flag(*in, "Keep");
+  const bool keep = flag_of(*in, "Keep");
   co_await desk.kept.load();
   Walk walk(desk.router, call, flags_of(*in), desk.options.limits, heap);
   const Kept::Reading reading(desk.kept);

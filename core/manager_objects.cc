@@ -21,6 +21,7 @@ struct Object {
 
 // What "ObjectName" names; a final "." is optional. The root is no table and no instance.
 Object read_object(const vk_value& in, const rt::Limits& limits) {
+  check_key(in);
   std::string text = text_of(in, "ObjectName");
   Name name = name_of(text, limits);
   if (name.path.empty()) throw Refusal(fault(text, VK_ENOENT));

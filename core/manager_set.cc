@@ -84,12 +84,13 @@ asio::awaitable<void> hold(Change& change, const std::vector<Assignment>& assign
 asio::awaitable<Answer> set_parameter_values(Desk& desk, CallPtr call, const Request& request) {
   const Heap heap;
   const OwnedValue in = heap.read(request.value);
+  check_key(*in);
+  const bool trial = flag_of(*in, "Try");
   const Turns::Turn turn = co_await desk.turns.take(call);
   co_await desk.kept.load();
   Walk walk(desk.router, call, flags_of(*in), desk.options.limits, heap);
   Change change(walk);
   const std::vector<Assignment> assignments = read_assignments(*in, desk.options.limits, change);
-  const bool trial = flag(*in, "Try");
   const std::vector<Name> names = names_of(assignments);
   const Kept::Writing writing = begin_writing(desk, *in, names);
   co_await hold(change, assignments, trial, heap);

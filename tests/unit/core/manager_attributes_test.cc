@@ -59,6 +59,16 @@ TEST_F(ManagerAttributes, ThatAreNotToChangeStay) {
   EXPECT_EQ(get({"Device.A"}), rows({{"Device.A", 2, {}}}));
 }
 
+TEST_F(ManagerAttributes, NeedBooleansToTellWhatChanges) {
+  for (const char* const change : {"NotificationChange", "AccessListChange"}) {
+    const Tree element =
+        object({{"Name", text("Device.A")}, {change, integer(1)}, {"Notification", integer(2)}});
+    EXPECT_EQ(ask(kSetAttributes, object({{"ParameterList", array({element})}})),
+              refused(VK_EINVAL, 9003))
+        << change;
+  }
+}
+
 TEST_F(ManagerAttributes, AreAlsoSetByTheNameThatGets) {
   // As the library's wrapper sends it, without an access list.
   const Tree element = object({{"Name", text("Device.A")},

@@ -53,6 +53,12 @@ TEST_F(ManagerNames, ListOneLevelWithoutTheObjectItself) {
                    {entry("Device.Hosts.", true)}));
 }
 
+TEST_F(ManagerNames, NeedABooleanToTellTheLevels) {
+  EXPECT_EQ(ask("cwmp.rpc.GetParameterNames",
+                object({{"ParameterPath", text("")}, {"NextLevel", integer(1)}})),
+            refused(VK_EINVAL, 9003));
+}
+
 TEST_F(ManagerNames, TakeTheRootInEitherForm) {
   add_device();
   const Told root = listed(object({{"Device", object({})}}));

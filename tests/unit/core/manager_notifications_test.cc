@@ -81,6 +81,14 @@ TEST_F(ManagerNotifications, ThatAreOnlyLookedAtStay) {
   EXPECT_EQ(notifications(), nothing());
 }
 
+TEST_F(ManagerNotifications, ThatAreAskedForWrongStay) {
+  set({wish("Device.A", 1)});
+  device.parameters["Device.A"] = text("new");
+  EXPECT_EQ(ask("dmmgr.notification.get", object({{"Keep", integer(1)}})),
+            refused(VK_EINVAL, 9003));
+  EXPECT_EQ(notifications(), changes(below_device({{"A", text("new")}}), false));
+}
+
 TEST_F(ManagerNotifications, ThatAreBeyondALimitStay) {
   options.limits.text = 1000;
   set({wish("Device.A", 1)});

@@ -41,6 +41,15 @@ TEST_F(ManagerObjects, AreAdded) {
   EXPECT_EQ(add("Device.T"), added(4));
 }
 
+TEST_F(ManagerObjects, AreNotChangedWithAKeyThatIsNoText) {
+  const std::pair<std::string, Tree> key = {"ParameterKey", integer(1)};
+  EXPECT_EQ(ask("cwmp.rpc.AddObject", object({{"ObjectName", text("Device.T.")}, key})),
+            refused(VK_EINVAL, 9003));
+  EXPECT_EQ(ask("cwmp.rpc.DeleteObject", object({{"ObjectName", text("Device.T.2.")}, key})),
+            refused(VK_EINVAL, 9003));
+  EXPECT_THAT(table.asked, IsEmpty());
+}
+
 TEST_F(ManagerObjects, AreDeleted) {
   EXPECT_EQ(del("Device.T.2."), deleted());
   EXPECT_THAT(table.parameters, IsEmpty());

@@ -136,6 +136,30 @@ TEST_F(ManagerSet, RefusesThoughAnAnswerCanCarryNoFault) {
   EXPECT_EQ(faults_in(told), 0U);
 }
 
+TEST_F(ManagerSet, RefusesAMemberOfAnotherTypeAndChangesNothing) {
+  const Tree assignments = list({{"Device.A", text("new")}});
+  const std::vector<std::pair<std::string, Tree>> wrong = {{"Try", integer(1)},
+                                                           {"Try", text("1")},
+                                                           {"ParameterKey", integer(1)},
+                                                           {"dm-flags", integer(1)}};
+  for (const auto& member : wrong) {
+    EXPECT_EQ(ask(kSet, object({{"ParameterList", assignments}, member})), refused(VK_EINVAL, 9003))
+        << member.first;
+  }
+  EXPECT_THAT(device.asked, IsEmpty());
+}
+
+TEST_F(ManagerSet, TakesANullMemberForOneThatIsMissing) {
+  const Tree assignments = list({{"Device.A", text("new")}});
+  EXPECT_EQ(ask(kSet, object({{"ParameterList", assignments},
+                              {"ParameterKey", any()},
+                              {"Try", any()},
+                              {"dm-flags", any()}})),
+            done(0));
+  EXPECT_EQ(device.parameters["Device.A"], text("new"));
+  EXPECT_EQ(key(), "");
+}
+
 TEST_F(ManagerSet, RefusesANameThatComesTwice) {
   EXPECT_EQ(set({{"Device.A", text("x")}, {"Device.B", text("x")}, {"Device.A", text("y")}}),
             refused(VK_EINVAL, 9003, {{"Device.A", 9003}}));
