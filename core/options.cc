@@ -197,11 +197,17 @@ constexpr auto kOptions = std::to_array<Option>({
     {"version", nullptr, "print the version, and end", take_deed<Deed::kVersion>, show_nothing},
 });
 
+// What getopt gives for the first option, beyond all characters.
+constexpr int kFirst = 256;
+
+// Each option gives a number of its own: of options that give the same, getopt takes the first for
+// what is short for several.
 std::vector<option> for_getopt() {
   std::vector<option> rows;
+  int number = kFirst;
   for (const Option& row : kOptions) {
     rows.push_back(
-        {row.name, row.argument == nullptr ? no_argument : required_argument, nullptr, 0});
+        {row.name, row.argument == nullptr ? no_argument : required_argument, nullptr, number++});
   }
   rows.push_back({});
   return rows;
@@ -214,10 +220,9 @@ Options::Options() : socket(vk_ipc_socket_path) {}
 bool read_options(int argc, char** argv, Options& options) {
   const std::vector<option> rows = for_getopt();
   optind = 0;
-  int row = 0;
-  for (int result = 0; (result = getopt_long(argc, argv, "", rows.data(), &row)) != -1;) {
-    if (result != 0) return false;
-    const Option& found = kOptions[static_cast<std::size_t>(row)];
+  for (int result = 0; (result = getopt_long(argc, argv, "", rows.data(), nullptr)) != -1;) {
+    if (result < kFirst) return false;
+    const Option& found = kOptions[static_cast<std::size_t>(result - kFirst)];
     if (found.take(options, optarg)) continue;
     std::fprintf(stderr, "%s: --%s: \"%s\" is no %s\n", argv[0], found.name, optarg,
                  found.argument);

@@ -72,6 +72,8 @@ TEST(TheOptions, RefuseWhatIsWrong) {
                                                        {"--answer-time", "1m"},
                                                        {"--answer-time", "-1"},
                                                        {"--answer-time", ""},
+                                                       {"--max", "5"},
+                                                       {"--allow", "1"},
                                                        {"--max-depth", "257"},
                                                        {"--max-depth", "0"},
                                                        {"--max-lines", "1x"},
