@@ -106,7 +106,7 @@ Sql open(const std::string& path) {
     return open_or_refuse(path);
   } catch (const SqlError& error) {
     const bool content = error.code() == SQLITE_NOTADB || error.code() == SQLITE_CORRUPT;
-    if (content) throw NotAStore(error.what());
+    if (content) throw NotAStore(std::string("no store: ") + error.what());
     throw std::system_error(meaning_of(error.code()), std::generic_category(),
                             path + ": " + error.what());
   }

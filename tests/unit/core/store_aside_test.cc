@@ -75,10 +75,10 @@ void make_pipe(const std::string& path) {
 }
 
 const Spoilt kSpoilt[] = {
-    {"Text", write_text, "not a database"},
-    {"CutOff", cut_off, "malformed"},
-    {"AWord", shorten_to_a_word, "not a database"},
-    {"Header", spoil_header, "not a database"},
+    {"Text", write_text, "it is no store: file is not a database"},
+    {"CutOff", cut_off, "it is no store: database disk image is malformed"},
+    {"AWord", shorten_to_a_word, "it is no store: file is not a database"},
+    {"Header", spoil_header, "it is no store: file is not a database"},
     {"Page", spoil_a_page, "damaged"},
     {"ByteOrder", turn_application_id_round, "machine"},
     {"Newer", make_newer, "version 2"},
