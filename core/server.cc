@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <exception>
 #include <new>
 #include <stdexcept>
@@ -85,8 +86,9 @@ void Server::take(Descriptor connection) try {
   const std::optional<Credentials> credentials = credentials_of(connection.get());
   if (!credentials.has_value()) throw std::runtime_error("it has no credentials");
   const std::optional<Peer> peer = judge(*credentials, geteuid(), access_);
-  const uint32_t refusal = peer.has_value() ? refusal_of(*peer) : VK_EAUTH;
-  if (refusal != VK_EOK) return refuse(connection.get(), *credentials, refusal);
+  if (!peer.has_value()) return refuse(connection.get(), *credentials, VK_EAUTH, "not allowed");
+  const Reason limit = limit_for(*peer);
+  if (limit[0] != 0) return refuse(connection.get(), *credentials, VK_EBUSY, limit.data());
   add(std::move(connection), *peer);
 } catch (const std::exception& error) {
   if (budget_.spend(kNobody)) log(VK_LOG_ERROR, "A connection is lost: %s", error.what());
@@ -107,18 +109,23 @@ void Server::add(Descriptor connection, const Peer& peer) {
   }
 }
 
-uint32_t Server::refusal_of(const Peer& peer) const {
+Server::Reason Server::limit_for(const Peer& peer) const {
   const bool known = processes_.contains(peer.pid);
-  if (!known && processes_.size() >= settings_.processes) return VK_EBUSY;
-  return lines_.size() < settings_.lines ? VK_EOK : VK_EBUSY;
+  Reason reason = {};
+  if (!known && processes_.size() >= settings_.processes) {
+    std::snprintf(reason.data(), reason.size(), "limit processes is %u", settings_.processes);
+  } else if (lines_.size() >= settings_.lines) {
+    std::snprintf(reason.data(), reason.size(), "limit lines is %u", settings_.lines);
+  }
+  return reason;
 }
 
-void Server::refuse(int connection, const Credentials& credentials, uint32_t status) {
+void Server::refuse(int connection, const Credentials& credentials, uint32_t status,
+                    const char* reason) {
   tell(connection, status);
   if (!budget_.spend({credentials.uid, credentials.gid, credentials.pid, false})) return;
-  log(VK_LOG_WARNING, "Process %ld, user %lu is refused: %s; %zu processes have %zu lines",
-      static_cast<long>(credentials.pid), static_cast<unsigned long>(credentials.uid),
-      vk_strerror(status), processes_.size(), lines_.size());
+  log(VK_LOG_WARNING, "Process %ld, user %lu is refused: %s", static_cast<long>(credentials.pid),
+      static_cast<unsigned long>(credentials.uid), reason);
 }
 
 void Server::forget(const Line& line) noexcept {

@@ -3,6 +3,7 @@
 // Accepts connections and keeps count of them. It knows sockets, who is at the other end, and
 // limits; what is said on a line is the exchange's affair.
 
+#include <array>
 #include <asio/awaitable.hpp>
 #include <asio/io_context.hpp>
 #include <asio/local/stream_protocol.hpp>
@@ -40,13 +41,15 @@ class Server {
  private:
   using Protocol = asio::local::stream_protocol;
   using Acceptor = Protocol::acceptor;
+  using Reason = std::array<char, 48>;
 
   asio::awaitable<void> accept();
   asio::awaitable<bool> accept_one();
   void take(Descriptor connection);
   void add(Descriptor connection, const Peer& peer);
-  void refuse(int connection, const Credentials& credentials, uint32_t status);
-  uint32_t refusal_of(const Peer& peer) const;
+  void refuse(int connection, const Credentials& credentials, uint32_t status, const char* reason);
+  // The limit that leaves no room for another line of a peer; empty if there is none.
+  Reason limit_for(const Peer& peer) const;
   void forget(const Line& line) noexcept;
 
   asio::io_context& loop_;

@@ -99,6 +99,7 @@ TEST(MoreLines, ThanThereMayBeAreToldSo) {
   }
   EXPECT_EQ(served, 19U);
   EXPECT_EQ(refused, 11U);
+  EXPECT_NE(agent.log().find("is refused: limit lines is 20\n"), std::string::npos);
   lines.clear();
   EXPECT_TRUE(until([&] { return Line(agent.socket()).call("nobody") == Answer{VK_ENOANSWER}; }));
 }
@@ -113,6 +114,7 @@ TEST(MoreProcesses, ThanThereMayBeAreToldSo) {
   });
   EXPECT_EQ(other.wait(), 0);
   EXPECT_EQ(Line(agent.socket()).call("nobody"), Answer{VK_ENOANSWER});
+  EXPECT_NE(agent.log().find("is refused: limit processes is 1\n"), std::string::npos);
 }
 
 TEST(MoreRequests, ThanMayWaitForAModuleAreToldSo) {

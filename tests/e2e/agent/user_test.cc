@@ -65,6 +65,7 @@ TEST(AnotherUser, IsRefusedWhereTheFileWouldLetHimIn) {
       const Line line(agent.socket());
       return line.answer() == Answer{VK_EAUTH} && line.ends();
     }));
+    EXPECT_THAT(agent.log(), testing::HasSubstr("user 1 is refused: not allowed\n"));
   });
 }
 
