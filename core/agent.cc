@@ -57,7 +57,8 @@ void Agent::listen(Descriptor listener) {
 
 void Agent::run() {
   notifier_.ready();
-  log(VK_LOG_INFO, "The core is ready at %s", options_.socket.c_str());
+  log(VK_LOG_INFO, "The core is ready at %s",
+      file_ == nullptr ? "the socket that it was handed" : options_.socket.c_str());
   while (!loop_.stopped()) {
     try {
       loop_.run_one();

@@ -59,6 +59,7 @@ TEST_F(AServiceManager, HandsOverASocketThatTheCoreAnswersAt) {
   EXPECT_FALSE(is_there(socket()));
   EXPECT_EQ(core_->stop(), EX_OK);
   EXPECT_TRUE(is_there(given()));
+  EXPECT_THAT(log(), testing::Not(HasSubstr(socket())));
 }
 
 TEST_F(AServiceManager, MayHaveMeantAnotherProcess) {
