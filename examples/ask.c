@@ -194,7 +194,7 @@ static int run(int argc, char **argv, const char *socket) {
     if (argc - 1 != commands[i].arguments) break;
     const vk_error error = vk_client_open(socket, 5000, &client);
     if (error != VK_EOK) {
-      fprintf(stderr, "ask: no core answers at %s: %s\n", socket, vk_strerror(error));
+      fprintf(stderr, "ask: the core at %s cannot be asked: %s\n", socket, vk_strerror(error));
       return 2;
     }
     const int result = commands[i].run(argv[1], argc > 2 ? argv[2] : NULL);
