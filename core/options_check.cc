@@ -82,6 +82,7 @@ Obstacle of_store(const Options& options) {
   const auto path =
       std::filesystem::weakly_canonical(std::filesystem::absolute(options.store, error), error);
   if (error) return because(options.store, error.value());
+  if (!path.has_filename()) return because(options.store, EISDIR);
   if (Obstacle found = of_folder_to_be(path.parent_path()); !found.empty()) return found;
   const std::string lock = path.native() + ".lock";
   if (is_there(lock)) {

@@ -42,6 +42,7 @@ std::string real_path(const std::string& path) {
 }
 
 std::string with_folder(const std::string& path) {
+  refuse_what_others_use(path);
   make_folder(std::filesystem::path(path).parent_path().string());
   return path;
 }

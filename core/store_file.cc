@@ -92,6 +92,14 @@ void make_folder(const std::string& path) {
   sync_folder(parent);
 }
 
+void refuse_what_others_use(const std::string& path) {
+  if (!std::filesystem::path(path).has_filename()) fail(EISDIR, path);
+  struct stat status {};
+  if (stat(path.c_str(), &status) != 0) return;
+  if (S_ISCHR(status.st_mode) || S_ISBLK(status.st_mode)) fail(EINVAL, path + " is a device");
+  if (S_ISDIR(status.st_mode) && !std::filesystem::is_empty(path)) fail(EISDIR, path);
+}
+
 bool make_private_file(const std::string& path) {
   const Descriptor file = open_private(path);
   if (!file && errno == EISDIR) return false;

@@ -12,6 +12,10 @@ namespace vesk::core {
 /// Makes the folder and those above it that are missing, for this user only.
 void make_folder(const std::string& path);
 
+/// Throws if something that surely is not there for the store has its path: a device, or a folder
+/// with something in it, which a mistaken option would have set aside.
+void refuse_what_others_use(const std::string& path);
+
 /// Makes the file if it is missing, and lets this user only read and write it.
 /// @return false if something is there that is not a file
 bool make_private_file(const std::string& path);

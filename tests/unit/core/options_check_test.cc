@@ -94,6 +94,11 @@ TEST_F(TheCheck, NamesAStoreThatIsAFolder) {
   EXPECT_THAT(found(), ElementsAre("--store: " + options_.store + ": Is a directory"));
 }
 
+TEST_F(TheCheck, NamesAStoreThatCanOnlyBeAFolder) {
+  options_.store = folder_.path("new/");
+  EXPECT_THAT(found(), ElementsAre("--store: " + options_.store + ": Is a directory"));
+}
+
 TEST_F(TheCheck, NamesAStoreThatIsAnotherKindOfFile) {
   ASSERT_EQ(mkfifo(options_.store.c_str(), 0600), 0);
   EXPECT_THAT(found(), ElementsAre("--store: " + options_.store + ": Not a file"));

@@ -3,6 +3,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -11,6 +12,7 @@
 #include <system_error>
 #include <utility>
 
+#include "core/descriptor.h"
 #include "core/store_file.h"
 #include "tests/unit/core/store_fixture.h"
 
@@ -91,6 +93,22 @@ TEST_F(StoreFile, LeavesTheModeOfAFolderThatIsThere) {
 TEST_F(StoreFile, CannotHaveAFileForAFolder) {
   { const StoreLoop at(path); }
   EXPECT_EQ(refusal(path + "/store"), std::errc::not_a_directory);
+}
+
+TEST_F(StoreFile, DoesNotTakeThePlaceOfAFolderThatIsInUse) {
+  std::filesystem::create_directories(folder / "used/by");
+  EXPECT_EQ(refusal(folder / "used"), std::errc::is_a_directory);
+  EXPECT_EQ(refusal(folder / "used/by/.."), std::errc::is_a_directory);
+  EXPECT_EQ(refusal(folder / "new/"), std::errc::is_a_directory);
+  EXPECT_THAT(folder.names(), ElementsAre("used"));
+}
+
+TEST_F(StoreFile, DoesNotTakeThePlaceOfADevice) {
+  // A terminal of its own, in a folder in which nothing can be renamed.
+  const core::Descriptor terminal(posix_openpt(O_RDWR | O_NOCTTY));
+  ASSERT_TRUE(terminal);
+  ASSERT_EQ(grantpt(terminal.get()) + unlockpt(terminal.get()), 0);
+  EXPECT_EQ(refusal(ptsname(terminal.get())), std::errc::invalid_argument);
 }
 
 TEST_F(StoreFile, MayBeNamedFromTheCurrentFolder) {
