@@ -74,7 +74,8 @@ int run(const Options& options) try {
 }
 
 int print(const std::string& text) {
-  return std::fputs(text.c_str(), stdout) < 0 ? EX_IOERR : EX_OK;
+  const bool printed = std::fputs(text.c_str(), stdout) >= 0 && std::fflush(stdout) == 0;
+  return printed ? EX_OK : EX_IOERR;
 }
 
 int main(int argc, char** argv) {

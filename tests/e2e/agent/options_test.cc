@@ -22,6 +22,10 @@ TEST(Veskd, SaysHowItIsUsed) {
   }
 }
 
+TEST(Veskd, SaysWhenItCannotPrint) {
+  EXPECT_EQ(Process({kCore, "--help"}, "/dev/full").wait(), EX_IOERR);
+}
+
 TEST(Veskd, SaysItsVersion) {
   const Ended version = run({kCore, "--version"});
   EXPECT_EQ(version.status, EX_OK);
