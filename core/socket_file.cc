@@ -62,6 +62,14 @@ mode_t mode_for(const Access& access) {
   return access.group.has_value() ? 0660 : 0600;
 }
 
+// Of some folders, such as ".", the renaming would say that they are busy, as if a core were there.
+void refuse_folder(const std::string& path) {
+  struct stat there = {};
+  if (lstat(path.c_str(), &there) != 0 || !S_ISDIR(there.st_mode)) return;
+  errno = EISDIR;
+  fail(path);
+}
+
 Descriptor listen_at(const std::string& path, const Access& access) {
   const sockaddr_un address = address_of(path);
   Descriptor listener = new_socket();
@@ -90,6 +98,7 @@ long number_in(const char* variable) {
 
 SocketFile::SocketFile(const std::string& path, const Access& access) : path_(path) {
   static_cast<void>(address_of(path));  // clients must be able to name it
+  refuse_folder(path);
   const PrivateFolder folder(path);
   listener_ = listen_at(folder.file(), access);
   struct stat file = {};

@@ -107,6 +107,18 @@ TEST(ASocketFile, RefusesAPathThatNoClientCouldName) {
   EXPECT_EQ(entries_in(folder.path("")), 0);
 }
 
+TEST(ASocketFile, RefusesThePathOfAFolder) {
+  const TemporaryFolder folder;
+  for (const std::string& path : {folder.path(""), folder.path("."), folder.path("..")}) {
+    try {
+      const SocketFile file(path, {});
+      ADD_FAILURE() << path;
+    } catch (const std::system_error& error) {
+      EXPECT_EQ(error.code(), std::errc::is_a_directory) << path;
+    }
+  }
+}
+
 TEST(ASocketFile, RefusesAFolderThatIsNotThere) {
   const TemporaryFolder folder;
   EXPECT_THROW(SocketFile(folder.path("no/s"), {}), std::system_error);
