@@ -105,12 +105,16 @@ bool take_foreground(Options& options, const char*) {
 
 std::string show_foreground(const Options& options) { return options.foreground ? " " : ""; }
 
+// What the system takes for no user or group; the socket would keep the group that it has.
+template <typename Id>
+constexpr Id kNobodysId = static_cast<Id>(-1);
+
 bool take_user(Options& options, const char* argument) {
   uid_t user = 0;
   const passwd* const entry = getpwnam(argument);
   if (entry != nullptr) {
     user = entry->pw_uid;
-  } else if (!read_number(argument, user)) {
+  } else if (!read_number(argument, user) || user == kNobodysId<uid_t>) {
     return false;
   }
   options.access.users.push_back(user);
@@ -122,7 +126,7 @@ bool take_group(Options& options, const char* argument) {
   const group* const entry = getgrnam(argument);
   if (entry != nullptr) {
     number = entry->gr_gid;
-  } else if (!read_number(argument, number)) {
+  } else if (!read_number(argument, number) || number == kNobodysId<gid_t>) {
     return false;
   }
   options.access.group = number;

@@ -80,6 +80,8 @@ TEST(TheOptions, RefuseWhatIsWrong) {
                                                        {"--max-text", "4294967296"},
                                                        {"--allow-uid", "no such user"},
                                                        {"--allow-gid", "-5"},
+                                                       {"--allow-uid", "4294967295"},
+                                                       {"--allow-gid", "4294967295"},
                                                        {"--check=yes"}};
   for (const auto& arguments : wrong) {
     Options options;
