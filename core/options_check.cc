@@ -108,6 +108,11 @@ Obstacle of_buffers(const Options& options) {
   return less(options.settings.buffers, options.settings.message.message, kMessage);
 }
 
+// A request to the manager has it ask a module, which may save what it was told to commit.
+Obstacle of_chain(const Options& options) {
+  return less(options.settings.chain, 3, "which a request that changes something may need");
+}
+
 // Lines and what else the core has open.
 Obstacle of_descriptors(const Options& options) {
   constexpr uint64_t kOthers = 32;
@@ -136,6 +141,7 @@ constexpr Check kChecks[] = {
     {"--max-name", of_limit<&rt::Limits::name, 24>},
     {"--max-buffers", of_buffers},
     {"--max-lines", of_descriptors},
+    {"--max-chain", of_chain},
 };
 
 }  // namespace

@@ -133,6 +133,16 @@ TEST_F(TheCheck, NamesBuffersThatDoNotHoldAMessage) {
                                    "have"));
 }
 
+TEST_F(TheCheck, NamesAChainThatIsTooShortForAModuleToSave) {
+  options_.settings.chain = 2;
+  EXPECT_THAT(
+      found(),
+      ElementsAre("--max-chain: 2 is less than 3, which a request that changes something may "
+                  "need"));
+  options_.settings.chain = 3;
+  EXPECT_THAT(found(), IsEmpty());
+}
+
 TEST_F(TheCheck, NamesLinesBeyondTheDescriptorsThatThereAre) {
   options_.settings.lines = UINT32_MAX;
   EXPECT_THAT(found(), ElementsAre(HasSubstr("--max-lines: 4294967327 descriptors are more")));
