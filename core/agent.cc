@@ -20,8 +20,9 @@ constexpr Milliseconds kToEnd{1500};
 constexpr Milliseconds kToTakeAnswers{200};
 constexpr Milliseconds kBetweenLooks{5};
 
-ManagerOptions manager_options(const Options& options) {
+ManagerOptions manager_options(const Options& options, Complain complain) {
   ManagerOptions chosen;
+  chosen.complain = std::move(complain);
   chosen.limits = options.settings.message;
   if (!options.inform.empty()) chosen.inform_names = options.inform;
   return chosen;
@@ -33,10 +34,10 @@ Agent::Agent(const Options& options, Descriptor listener)
     : options_(options),
       trimmer_(loop_),
       notifier_(loop_),
-      dispatcher_(loop_, options.settings),
+      dispatcher_(loop_, options.settings, complainer()),
       store_(loop_, options.store, [this](const std::string& text) { report(text); }),
       records_(store_),
-      manager_(loop_, dispatcher_, records_, manager_options(options)),
+      manager_(loop_, dispatcher_, records_, manager_options(options, complainer())),
       hook_(loop_, dispatcher_),
       server_(loop_, options.settings, options.access, dispatcher_, budget_),
       signals_(loop_, SIGTERM, SIGINT) {
@@ -80,7 +81,11 @@ void Agent::await_signal() {
 // Whoever keeps asking for what is broken does not fill the log.
 void Agent::report(const std::string& text) {
   const Peer own = {geteuid(), getegid(), getpid(), true};
-  if (budget_.spend(own)) log(VK_LOG_ERROR, "%s", text.c_str());
+  budget_.complain(own, text);
+}
+
+Complain Agent::complainer() {
+  return [this](const Peer& cause, const std::string& text) { budget_.complain(cause, text); };
 }
 
 void Agent::end() noexcept try {

@@ -50,6 +50,7 @@ class Agent {
   void listen(Descriptor listener);
   void await_signal();
   void report(const std::string& text);
+  Complain complainer();
   void end() noexcept;
   asio::awaitable<void> run_down();
   asio::awaitable<void> shut_down();

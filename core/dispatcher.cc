@@ -77,13 +77,16 @@ class Dispatcher::Open : public std::enable_shared_from_this<Open> {
   std::optional<Module::CallItem> item_;
 };
 
-Dispatcher::Dispatcher(asio::io_context& loop, const Settings& settings)
+Dispatcher::Dispatcher(asio::io_context& loop, const Settings& settings, Complain complain)
     : loop_(loop),
       settings_(settings),
-      roster_(loop, settings, [this](const std::string& name, bool attached) {
-        if (!attached) forget_module(name);
-        for (const auto& watcher : watchers_) watcher(name, attached);
-      }) {}
+      roster_(
+          loop, settings,
+          [this](const std::string& name, bool attached) {
+            if (!attached) forget_module(name);
+            for (const auto& watcher : watchers_) watcher(name, attached);
+          },
+          std::move(complain)) {}
 
 Dispatcher::~Dispatcher() = default;
 

@@ -26,7 +26,8 @@ namespace vesk::core {
 
 class Dispatcher final : public Router, public Exchange {
  public:
-  Dispatcher(asio::io_context& loop, const Settings& settings);
+  /// @param complain told of modules that failed
+  Dispatcher(asio::io_context& loop, const Settings& settings, Complain complain = core::complain);
   ~Dispatcher() override;
 
   void serve(Path pattern, Service service) override;

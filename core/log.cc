@@ -57,6 +57,8 @@ std::string escaped(std::string_view text) {
   return safe;
 }
 
+void complain(const Peer&, const std::string& text) { log(VK_LOG_ERROR, "%s", text.c_str()); }
+
 bool LogBudget::spend(const Peer& peer, Clock::time_point now) noexcept try {
   const auto is_past = [now](Clock::time_point time) { return now - time >= kSecond; };
   std::erase_if(spent_, [&](const auto& entry) {
@@ -72,6 +74,10 @@ bool LogBudget::spend(const Peer& peer, Clock::time_point now) noexcept try {
   return true;
 } catch (const std::bad_alloc&) {
   return false;
+}
+
+void LogBudget::complain(const Peer& cause, const std::string& text) noexcept {
+  if (spend(cause)) core::complain(cause, text);
 }
 
 }  // namespace vesk::core

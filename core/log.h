@@ -8,6 +8,7 @@
 #include <array>
 #include <chrono>
 #include <cstddef>
+#include <functional>
 #include <map>
 #include <string>
 #include <string_view>
@@ -31,6 +32,12 @@ void log(int level, const char* format, ...) VK_PRINTF(2, 3);
 /// its end cut off beyond 64 bytes.
 std::string escaped(std::string_view text);
 
+/// What is told of an error that a process caused, such as `LogBudget::complain`.
+using Complain = std::function<void(const Peer& cause, const std::string& text)>;
+
+/// Logs an error whoever caused it, and however many there were.
+void complain(const Peer& cause, const std::string& text);
+
 /// Lets each process cause so many messages in any second and no more.
 class LogBudget {
  public:
@@ -39,6 +46,9 @@ class LogBudget {
 
   /// Whether one more may be written now.
   bool spend(const Peer& peer, Clock::time_point now = Clock::now()) noexcept;
+
+  /// Logs an error if whoever caused it has something left.
+  void complain(const Peer& cause, const std::string& text) noexcept;
 
  private:
   struct Spent {

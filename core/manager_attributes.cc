@@ -158,7 +158,7 @@ asio::awaitable<Answer> set_parameter_attributes(Desk& desk, CallPtr call, const
   std::vector<Wish> wishes = read_wishes(*in, desk.options.limits);
   const Turns::Turn turn = co_await desk.turns.take(call);
   co_await desk.kept.load();
-  Walk walk(desk.router, call, flags_of(*in), desk.options.limits, heap);
+  Walk walk(desk.router, call, flags_of(*in), desk.options, heap);
   for (Wish& wish : wishes) co_await examine(walk, wish);
   walk.check_wanted();
   Grant grant(desk.kept, wishes);
@@ -178,7 +178,7 @@ asio::awaitable<Answer> get_parameter_attributes(Desk& desk, CallPtr call, const
   }
   const std::vector<std::string> texts = texts_of(*in, "ParameterNames");
   co_await desk.kept.load();
-  Walk walk(desk.router, call, flags_of(*in), desk.options.limits, heap);
+  Walk walk(desk.router, call, flags_of(*in), desk.options, heap);
   const OwnedValue out = heap.object();
   vk_value& list = add_array(*out, "ParameterList");
   for (const std::string& text : texts) {

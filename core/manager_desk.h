@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "core/call.h"
+#include "core/log.h"
 #include "core/manager_hooks.h"
 #include "core/manager_kept.h"
 #include "core/manager_path.h"
@@ -27,6 +28,7 @@ std::vector<std::string> default_inform_names();
 struct ManagerOptions {
   rt::Limits limits = {};
   std::vector<std::string> inform_names = default_inform_names();
+  Complain complain = core::complain;  ///< of modules' errors, by whom they were met
 };
 
 struct Desk {

@@ -64,7 +64,7 @@ asio::awaitable<void> settle(Desk& desk, const Walk& walk, const vk_value& reque
   update(desk.kept, request, change, outcome);
   const uint32_t flags = flags_of(request);
   // What was seen before the change does not count any more.
-  Walk after(desk.router, walk.call(), flags, desk.options.limits, walk.heap());
+  Walk after(desk.router, walk.call(), flags, desk.options, walk.heap());
   after.see_through();
   if ((flags & kByServer) != 0) {
     for (const Name& name : outcome.names) co_await count_as_told(desk, after, name);

@@ -142,7 +142,7 @@ asio::awaitable<Answer> get_parameter_names(Desk& desk, CallPtr call, const Requ
   const OwnedValue in = heap.read(request.value);
   const std::string text = text_of(*in, "ParameterPath");
   const Name name = name_of(text, desk.options.limits);
-  Walk walk(desk.router, call, flags_of(*in), desk.options.limits, heap);
+  Walk walk(desk.router, call, flags_of(*in), desk.options, heap);
   Listing listing = new_listing(walk);
   bool there = false;
   if (flag_of(*in, "NextLevel")) {

@@ -109,7 +109,7 @@ asio::awaitable<Answer> get_notifications(Desk& desk, CallPtr call, const Reques
   const OwnedValue in = heap.read(request.value);
   const bool keep = flag_of(*in, "Keep");
   co_await desk.kept.load();
-  Walk walk(desk.router, call, flags_of(*in), desk.options.limits, heap);
+  Walk walk(desk.router, call, flags_of(*in), desk.options, heap);
   const Kept::Reading reading(desk.kept);
   const Watched watched = co_await read_watched(desk, walk);
   Report report = new_report(heap, desk.kept);

@@ -57,7 +57,7 @@ asio::awaitable<Answer> add_object(Desk& desk, CallPtr call, const Request& requ
   const Object table = read_object(*in, desk.options.limits);
   const Turns::Turn turn = co_await desk.turns.take(call);
   co_await desk.kept.load();
-  Walk walk(desk.router, call, flags_of(*in), desk.options.limits, heap);
+  Walk walk(desk.router, call, flags_of(*in), desk.options, heap);
   Change change(walk);
   const std::vector<Name> below_table{Name{table.path, true}};
   const Kept::Writing writing = begin_writing(desk, *in, below_table);
@@ -79,7 +79,7 @@ asio::awaitable<Answer> delete_object(Desk& desk, CallPtr call, const Request& r
   if (!is_instance(instance.path.back())) throw Refusal(fault(instance.text, VK_ENOENT));
   const Turns::Turn turn = co_await desk.turns.take(call);
   co_await desk.kept.load();
-  Walk walk(desk.router, call, flags_of(*in), desk.options.limits, heap);
+  Walk walk(desk.router, call, flags_of(*in), desk.options, heap);
   Change change(walk);
   Outcome outcome{"deleted", {Name{instance.path, true}}};
   const Kept::Writing writing = begin_writing(desk, *in, outcome.names);

@@ -88,7 +88,7 @@ asio::awaitable<Answer> set_parameter_values(Desk& desk, CallPtr call, const Req
   const bool trial = flag_of(*in, "Try");
   const Turns::Turn turn = co_await desk.turns.take(call);
   co_await desk.kept.load();
-  Walk walk(desk.router, call, flags_of(*in), desk.options.limits, heap);
+  Walk walk(desk.router, call, flags_of(*in), desk.options, heap);
   Change change(walk);
   const std::vector<Assignment> assignments = read_assignments(*in, desk.options.limits, change);
   const std::vector<Name> names = names_of(assignments);

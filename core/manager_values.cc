@@ -26,7 +26,7 @@ asio::awaitable<Answer> get_parameter_values(Desk& desk, CallPtr call, const Req
   const Heap heap;
   const OwnedValue in = heap.read(request.value);
   const std::vector<std::string> texts = texts_of(*in, "ParameterNames");
-  Walk walk(desk.router, call, flags_of(*in), desk.options.limits, heap);
+  Walk walk(desk.router, call, flags_of(*in), desk.options, heap);
   const OwnedValue out = heap.object();
   vk_value& list = add_object(*out, "ParameterList");
   for (const std::string& text : texts) {
@@ -41,7 +41,7 @@ asio::awaitable<Answer> get_parameter_values(Desk& desk, CallPtr call, const Req
 asio::awaitable<Answer> get_inform_values(Desk& desk, CallPtr call, const Request& request) {
   const Heap heap;
   const OwnedValue in = heap.read(request.value);
-  Walk walk(desk.router, call, flags_of(*in), desk.options.limits, heap);
+  Walk walk(desk.router, call, flags_of(*in), desk.options, heap);
   const OwnedValue out = heap.object();
   vk_value& list = add_object(*out, "ParameterList");
   for (const std::string& text : desk.options.inform_names) {

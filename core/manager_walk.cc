@@ -63,11 +63,6 @@ void drop_unsound(vk_value& tree, std::size_t above, const rt::Limits& limits,
   if (!unsound.empty()) dropped = unsound.back();
 }
 
-void log_dropped(const Registration& from, const Path& path, const std::string& name) {
-  log(VK_LOG_ERROR, "The module %s names a child that nothing can be called, %s, of %s",
-      escaped(from.module).c_str(), escaped(name).c_str(), escaped(joined(path)).c_str());
-}
-
 std::size_t size_of(const Path& path) {
   std::size_t size = 0;
   for (const std::string& component : path) size += component.size() + 1;
@@ -82,11 +77,13 @@ Answer answer_within(const rt::Limits& limits, const vk_value& value) {
   return {VK_EOK, std::move(tree)};
 }
 
-Walk::Walk(Router& router, CallPtr call, uint32_t flags, const rt::Limits& limits, const Heap& heap)
+Walk::Walk(Router& router, CallPtr call, uint32_t flags, const ManagerOptions& options,
+           const Heap& heap)
     : router_(router),
       call_(std::move(call)),
       flags_(flags & ~kByServer),
-      limits_(limits),
+      limits_(options.limits),
+      complain_(options.complain),
       heap_(heap),
       registrations_(router.registrations("dm")) {}
 
@@ -201,7 +198,15 @@ void Walk::add_children(Names& names, const Registration& from, const Path& path
       dropped = child.id;
     }
   }
-  if (dropped != nullptr) log_dropped(from, path, dropped);
+  if (dropped != nullptr) tell_dropped(from, path, dropped);
+}
+
+// Counted to whoever asks, who could have it met again and again.
+void Walk::tell_dropped(const Registration& from, const Path& path, const std::string& name) const {
+  const CallPtr asker = call_ == nullptr ? own_call(nullptr) : call_;
+  complain_(asker->peer, "The module " + escaped(from.module) +
+                             " names a child that nothing can be called, " + escaped(name) +
+                             ", of " + escaped(joined(path)));
 }
 
 asio::awaitable<std::optional<Path>> Walk::children(Path path) {
@@ -252,7 +257,7 @@ asio::awaitable<OwnedValue> Walk::value_of(Registration from, Path path) {
   charge(count_nodes(*value), reply.size);
   std::string dropped;
   drop_unsound(*value, joined_object(path).size(), limits_, dropped);
-  if (!dropped.empty()) log_dropped(from, path, dropped);
+  if (!dropped.empty()) tell_dropped(from, path, dropped);
   co_return value;
 }
 

@@ -21,6 +21,7 @@
 #include <vector>
 
 #include "core/call.h"
+#include "core/manager_desk.h"
 #include "core/manager_path.h"
 #include "core/manager_tree.h"
 #include "core/router.h"
@@ -55,8 +56,10 @@ class Names {
 class Walk {
  public:
   /// @param flags "dm-flags" of the request, which its handlers get without the manager's own bit
+  /// @param options outlive the walk
   /// @param heap  where answers lie; outlives the walk
-  Walk(Router& router, CallPtr call, uint32_t flags, const rt::Limits& limits, const Heap& heap);
+  Walk(Router& router, CallPtr call, uint32_t flags, const ManagerOptions& options,
+       const Heap& heap);
   Walk(const Walk&) = delete;
   Walk& operator=(const Walk&) = delete;
 
@@ -127,6 +130,7 @@ class Walk {
   asio::awaitable<bool> names_instances(Registration registration, Path path);
   void add_children(Names& names, const Registration& from, const Path& path,
                     const vk_value& told) const;
+  void tell_dropped(const Registration& from, const Path& path, const std::string& name) const;
   void add_longer(std::vector<Path>& paths, const Path& path, const std::string& name);
   // What a registration has to say of a path; null if nothing.
   asio::awaitable<OwnedValue> value_of(Registration from, Path path);
@@ -135,6 +139,7 @@ class Walk {
   const CallPtr call_;
   const uint32_t flags_;
   const rt::Limits limits_;
+  const Complain& complain_;
   const Heap& heap_;
   const std::vector<Registration> registrations_;        // as they were when the walk began
   std::map<Path, std::shared_ptr<const Names>> levels_;  // what was told already

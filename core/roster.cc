@@ -2,9 +2,8 @@
 
 #include <algorithm>
 #include <exception>
+#include <string>
 #include <utility>
-
-#include "core/log.h"
 
 namespace vesk::core {
 namespace {
@@ -20,8 +19,11 @@ bool is_name(const std::string& text) {
 
 }  // namespace
 
-Roster::Roster(asio::io_context& loop, const Settings& settings, Watcher watcher)
-    : loop_(loop), settings_(settings), watcher_(std::move(watcher)) {}
+Roster::Roster(asio::io_context& loop, const Settings& settings, Watcher watcher, Complain complain)
+    : loop_(loop),
+      settings_(settings),
+      watcher_(std::move(watcher)),
+      complain_(std::move(complain)) {}
 
 void Roster::meet(const LinePtr& line) { lines_.try_emplace(line->id(), Known{line, nullptr}); }
 
@@ -42,15 +44,14 @@ uint32_t Roster::attach(uint64_t line, const std::string& name) {
 
 uint32_t Roster::begin(Known& known, const std::string& name) {
   const auto hung = [this](Module& module) {
-    log(VK_LOG_ERROR, "Module %s of process %ld does not answer", module.name().c_str(),
-        static_cast<long>(module.main().peer().pid));
+    complain(module, "does not answer");
     drop(module.shared_from_this(), VK_ETIMEDOUT);
   };
   const auto module = std::make_shared<Module>(loop_, name, known.line, settings_, hung);
   modules_.emplace(name, module);
   known.module = module;
   known.line->give_time();
-  tell(name, true);
+  tell(*module, true);
   return VK_EOK;
 }
 
@@ -108,13 +109,21 @@ void Roster::drop(ModulePtr module, uint32_t status) noexcept {
   modules_.erase(entry);
   module->end(status);
   module->close_lines();
-  tell(module->name(), false);
+  tell(*module, false);
 }
 
-void Roster::tell(const std::string& module, bool attached) noexcept try {
-  watcher_(module, attached);
-} catch (const std::exception& error) {
-  log(VK_LOG_ERROR, "Not all are told of module %s: %s", module.c_str(), error.what());
+void Roster::tell(const Module& module, bool attached) noexcept try {
+  watcher_(module.name(), attached);
+} catch (const std::exception&) {
+  complain(module, attached ? "has begun, of which not all are told"
+                            : "has ended, of which not all are told");
+}
+
+void Roster::complain(const Module& module, const char* what) const noexcept try {
+  const Peer& peer = module.main().peer();
+  complain_(peer,
+            "Module " + module.name() + " of process " + std::to_string(peer.pid) + ' ' + what);
+} catch (const std::exception&) {
 }
 
 void Roster::end_all(uint32_t status) noexcept {

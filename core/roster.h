@@ -9,6 +9,7 @@
 #include <string>
 
 #include "core/exchange.h"
+#include "core/log.h"
 #include "core/module.h"
 #include "core/settings.h"
 
@@ -19,7 +20,7 @@ class Roster {
   /// Is told of modules that have attached, and of those that have ended.
   using Watcher = std::function<void(const std::string& module, bool attached)>;
 
-  Roster(asio::io_context& loop, const Settings& settings, Watcher watcher);
+  Roster(asio::io_context& loop, const Settings& settings, Watcher watcher, Complain complain);
 
   /// Makes a line known, so that it can be named by its number.
   void meet(const LinePtr& line);
@@ -56,11 +57,14 @@ class Roster {
 
   [[nodiscard]] uint32_t begin(Known& known, const std::string& name);
   void drop(ModulePtr module, uint32_t status) noexcept;
-  void tell(const std::string& module, bool attached) noexcept;
+  void tell(const Module& module, bool attached) noexcept;
+  // A module is to blame, or what befell it is not known to all.
+  void complain(const Module& module, const char* what) const noexcept;
 
   asio::io_context& loop_;
   const Settings& settings_;
   const Watcher watcher_;
+  const Complain complain_;
   std::map<uint64_t, Known> lines_;
   std::map<std::string, ModulePtr> modules_;
 };

@@ -84,6 +84,26 @@ TEST_F(Peers, WhoAreDroppedOftenAreLoggedAtMostTenTimesInASecond) {
   EXPECT_LE(lines, 10 * static_cast<std::size_t>(seconds));
 }
 
+TEST_F(Peers, WhoMeetAModulesErrorOftenAreLoggedAtMostTenTimesInASecond) {
+  const Line module = line(), serving = line(), client = line();
+  ASSERT_EQ(module.call("sys.module.attach", named("bad"))->status, VK_EOK);
+  ASSERT_EQ(serving.call("sys.module.serve", named("bad")), Answer{VK_EOK});
+  ASSERT_EQ(module.call("sys.handler.add", handler("dm.Bad", 1)), Answer{VK_EOK});
+  const Tree asked = object({{"ParameterNames", array({text("Bad.")})}});
+  const Tree told = object({{"ParameterList", object({{"$", text("x")}})}});
+  const auto begin = std::chrono::steady_clock::now();
+  for (int i = 0; i != 200; ++i) {
+    ASSERT_TRUE(client.send(request("cwmp.rpc.GetParameterValues", asked)));
+    ASSERT_TRUE(serving.request().has_value());
+    ASSERT_TRUE(serving.send(response(VK_EOK, told)));
+    ASSERT_EQ(client.answer()->status, VK_EOK);
+  }
+  const auto took = std::chrono::steady_clock::now() - begin;
+  const std::size_t logged = count(agent.log(), "names a child");
+  EXPECT_GE(logged, 9U);  // beside one that the module has attached
+  EXPECT_LE(logged, 10U * static_cast<std::size_t>(took / std::chrono::seconds(1) + 1));
+}
+
 TEST_F(Peers, WhoDoNotWaitForTheirAnswersAreDropped) {
   const ByteString one = request("nobody");
   ByteString flood;

@@ -169,7 +169,12 @@ int TestLine::call(const std::string& path, const Value& value, uint32_t action)
 TestCore::TestCore(const core::Settings& given, const core::Access& access)
     : socket_(folder_.path("s")),
       settings(given),
-      dispatcher(loop, settings),
+      dispatcher(
+          loop, settings,
+          [this](const core::Peer& cause, const std::string& text) { complain(cause, text); }),
+      complain([this](const core::Peer& cause, const std::string& text) {
+        budget.complain(cause, text);
+      }),
       server(loop, settings, access, dispatcher, budget),
       file(socket_, access) {
   core::serve_modules(dispatcher, settings, budget);

@@ -108,6 +108,7 @@ class TestCore {
   asio::io_context loop;
   core::Dispatcher dispatcher;
   core::LogBudget budget;
+  core::Complain complain;  ///< what the dispatcher tells of modules that fail
   core::Server server;
   core::SocketFile file;
   AllocationFault* fault = nullptr;  ///< what strikes while the loop runs for `until`

@@ -69,6 +69,15 @@ TEST_F(ABudget, GrantsTenMessagesInAnySecond) {
   EXPECT_EQ(spend(peer_, start_ + 1900ms, 30), 6U);
 }
 
+TEST_F(ABudget, LogsErrorsAsLongAsItLasts) {
+  const LogSpy spy;
+  for (int i = 0; i != 10; ++i) budget_.spend(peer_, start_ + 3600s);
+  budget_.complain(peer_, "too many");
+  EXPECT_TRUE(spy.lines().empty());
+  budget_.complain({1, 1, 2, true}, "100 %s");
+  EXPECT_THAT(spy.lines(), testing::ElementsAre(LogLine{LOG_ERR, "NONE: 100 %s"}));
+}
+
 TEST_F(ABudget, IsEachProcesssOwn) {
   EXPECT_EQ(spend(peer_, start_, 30), 10U);
   EXPECT_EQ(spend({1, 1, 2, true}, start_, 30), 10U);

@@ -1,5 +1,6 @@
 // How answers of several handlers become one.
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstddef>
@@ -200,6 +201,27 @@ TEST_F(ManagerWalk, DropsValuesThatNothingCanBeCalled) {
   EXPECT_EQ(log.lines().size(), 1U);
 }
 
+TEST_F(ManagerWalk, LaysWhatItDropsToWhoeverAskedAndLogsNothingItself) {
+  const LogSpy log;
+  std::vector<std::string> complaints;
+  options.complain = [&](const core::Peer& cause, const std::string& text) {
+    complaints.push_back(std::to_string(cause.pid) + ": " + text);
+  };
+  caller = std::make_shared<const core::Call>(core::Call{nullptr, 1, {5, 5, 77, false}, ""});
+  Provider& provider = add("Device", {});
+  provider.objects = {"Device"};
+  provider.additions["level Device"] = {"level", object({{"a\n.", any()}})};
+  next_names("Device.");
+  provider.additions["get Device"] = {"ParameterList", object({{"$", text("x")}})};
+  values({"Device."});
+  EXPECT_THAT(complaints,
+              testing::ElementsAre("77: The module Device names a child that nothing can be "
+                                   "called, a\\x0A., of Device",
+                                   "77: The module Device names a child that nothing can be "
+                                   "called, $, of Device"));
+  EXPECT_TRUE(log.lines().empty());
+}
+
 TEST_F(ManagerWalk, DropsChildrenBeyondWhatCanBeAskedFor) {
   const LogSpy log;
   options.limits.path = 12;
@@ -277,7 +299,7 @@ TEST_F(ManagerWalk, CountsThePathsOfEachTemplate) {
 TEST_F(ManagerWalk, KeepsTheNamesOfATableOnce) {
   add("Device.T", {"Device.T.1.Name"});
   const core::dm::Heap heap;
-  core::dm::Walk walk(router, caller, 0, options.limits, heap);
+  core::dm::Walk walk(router, caller, 0, options, heap);
   using Names = std::shared_ptr<const core::dm::Names>;
   std::vector<Names> told;
   for (int time = 0; time != 2; ++time) {

@@ -1,11 +1,15 @@
 // Modules that hang, die, or keep their callers waiting, over real lines.
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <asio/steady_timer.hpp>
 #include <asio/use_awaitable.hpp>
+#include <string>
+#include <vector>
 
 #include "core/tree.h"
+#include "tests/support/log_spy.h"
 #include "tests/unit/core/core_fixture.h"
 
 namespace vesk::test {
@@ -42,6 +46,21 @@ TEST(AHungModule, LosesItsLinesAndItsCallersAreTold) {
   EXPECT_TRUE(hung.line->is_dropped());
   EXPECT_TRUE(hung.module.main().is_dropped());
   EXPECT_EQ(client.call("a"), int{VK_ENOANSWER});
+}
+
+TEST(AHungModule, IsComplainedOfToWhoeverCountsComplaints) {
+  const LogSpy log;
+  TestCore core(quick());
+  std::vector<std::string> complaints;
+  core.complain = [&](const core::Peer& cause, const std::string& text) {
+    complaints.push_back(std::to_string(cause.pid) + ' ' + text);
+  };
+  AskedModule hung(core);
+  EXPECT_EQ(hung.client.answer()->status, VK_ETIMEDOUT);
+  const std::string process = std::to_string(getpid());
+  EXPECT_EQ(complaints, std::vector<std::string>{process + " Module demo of process " + process +
+                                                 " does not answer"});
+  for (const LogLine& line : log.lines()) EXPECT_EQ(line.text.find("answer"), std::string::npos);
 }
 
 TEST(AHungModule, IsNotOneThatCallsOthersNowAndThen) {
