@@ -50,7 +50,8 @@ struct Request {
 
 struct Answer {
   uint32_t status = VK_EOK;
-  Bytes value = {};  ///< a tree in the bytes of the wire; empty stands for any
+  Bytes value = {};      ///< a tree in the bytes of the wire; empty stands for any
+  bool unheard = false;  ///< the status is the core's word on a module of which it has no answer
 };
 
 }  // namespace vesk::core

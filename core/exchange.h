@@ -41,7 +41,7 @@ class Line {
 
   /// Asks on a line that was turned and has nothing under way; nothing has happened if it throws.
   /// `VK_EIO` if the line ends first, and `VK_EINVAL` if what comes breaks the format or a limit:
-  /// the line is then no longer open.
+  /// the line is then no longer open. These are `unheard`.
   virtual void ask(Message message, std::function<void(Answer)> done) = 0;
 
   virtual bool is_open() const = 0;

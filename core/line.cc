@@ -57,7 +57,7 @@ asio::awaitable<void> SocketLine::run(std::shared_ptr<SocketLine> self) {
 void SocketLine::end() noexcept {
   close();
   const std::optional<Question> question = std::exchange(question_, std::nullopt);
-  if (question.has_value()) question->done({end_});
+  if (question.has_value()) question->done({end_, {}, true});
   context_.exchange.ended(*this);
   context_.ended(*this);
 }

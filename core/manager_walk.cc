@@ -69,6 +69,11 @@ std::size_t size_of(const Path& path) {
   return size;
 }
 
+// An answer that breaks a limit is like one that would, not a handler's word on what it was asked.
+uint32_t status_of(const Answer& answer) {
+  return answer.unheard && answer.status == VK_EINVAL ? VK_ENOMEM : answer.status;
+}
+
 }  // namespace
 
 Answer answer_within(const rt::Limits& limits, const vk_value& value) {
@@ -93,7 +98,7 @@ void Walk::check_wanted() const {
 
 asio::awaitable<Reply> Walk::asked(asio::awaitable<Answer> answer) {
   const Answer got = co_await std::move(answer);
-  Reply reply{got.status, heap_.read(got.value), got.value.size()};
+  Reply reply{status_of(got), heap_.read(got.value), got.value.size()};
   co_return reply;
 }
 

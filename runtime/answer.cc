@@ -47,6 +47,10 @@ bool is_same(std::span<const std::byte> a, std::span<const std::byte> b) {
   return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size()) == 0;
 }
 
+// A value that is not acceptable is what a handler says of the request; an answer that is too large
+// is told as what it is.
+uint32_t status_of_unsent(vk_error error) { return error == VK_EVALUE ? VK_ENOMEM : error; }
+
 // Encodes the response, and takes it back if its tree says no more than the request's did.
 uint32_t put_answer(uint32_t status, const vk_frame& frame, std::span<const std::byte> asked,
                     const Limits& limits, ByteBuffer& answer) {
@@ -55,7 +59,7 @@ uint32_t put_answer(uint32_t status, const vk_frame& frame, std::span<const std:
     vk_log(kLogLibrary, VK_LOG_ERROR, "runtime/answer", __LINE__, __func__,
            "An answer cannot be sent: %s", vk_strerror(error));
     answer.clear();
-    return error;
+    return status_of_unsent(error);
   }
   const bool nothing_asked = number_at(asked, 0) == VK_TYPE_ANY;
   const bool nothing_told =

@@ -23,8 +23,9 @@
  *
  * - A handler receives a frame with the status `VK_ENOANSWER`, whose value is an object, and as its
  *   third argument what `start` stored. What it makes of the value goes back, unless it gives
- *   `VK_ENOANSWER`. Attributes do not cross: of an answer to "info" the attribute "Writable" of
- *   "ParameterList" becomes a boolean member "Writable" of the value.
+ *   `VK_ENOANSWER`; what breaks a limit of the core does not, and `VK_ENOMEM` is its status then.
+ *   Attributes do not cross: of an answer to "info" the attribute "Writable" of "ParameterList"
+ *   becomes a boolean member "Writable" of the value.
  * - A call gives `VK_EVALUE` without being sent if it breaks a limit of the core, `VK_EINVAL` if
  *   its tree cannot be said in the byte format, `VK_ETIMEDOUT` without being sent if it needs one
  *   more connection and the core takes none for 5 s, `VK_ENOMEM` without being sent also if there

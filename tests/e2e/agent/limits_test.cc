@@ -48,6 +48,27 @@ void allow_32_descriptors() {
   setrlimit(RLIMIT_NOFILE, &limit);
 }
 
+TEST(AnAnswer, OfMoreThanAMessageMayHoldIsNoFaultOfTheValue) {
+  const Agent agent;
+  const Line module(agent.socket()), serving(agent.socket()), client(agent.socket());
+  ASSERT_EQ(module.call("sys.module.attach", named("large"))->status, VK_EOK);
+  ASSERT_EQ(serving.call("sys.module.serve", named("large")), Answer{VK_EOK});
+  ASSERT_EQ(module.call("sys.handler.add", handler("dm.Large", 1)), Answer{VK_EOK});
+  Tree table = object({});
+  for (int at = 1; at != 4'098; ++at) {
+    table.items.push_back(object({}));
+    table.items.back().name = std::to_string(at);
+  }
+  ASSERT_TRUE(client.send(request("cwmp.rpc.GetParameterValues",
+                                  object({{"ParameterNames", array({text("Large.")})}}))));
+  ASSERT_TRUE(serving.request().has_value());
+  ASSERT_TRUE(serving.send(response(VK_EOK, object({{"ParameterList", table}}))));
+  const std::optional<Answer> answer = client.answer();
+  ASSERT_TRUE(answer.has_value());
+  EXPECT_EQ(answer->status, VK_ENOMEM);
+  EXPECT_EQ(answer->value.items.at(0).payload, unsigned_integer(9004).payload);
+}
+
 TEST(FortyConnections, AreServedInTurnByACoreThatMayHave32Descriptors) {
   Agent agent({}, allow_32_descriptors);
   Client healthy(agent.socket());

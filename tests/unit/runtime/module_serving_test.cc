@@ -160,8 +160,8 @@ TEST_F(ModuleServing, RefusesToSendWhatBreaksALimit) {
   serve([](vk_frame& frame,
            void*) { return vk_object_set_int(frame.value, std::string(257, 'n').c_str(), 1); },
         [](const Peer& line) {
-          EXPECT_EQ((Answered{VK_EVALUE, any()}), line.asked(1, "dm.Device.2", 0));
-          EXPECT_EQ((Answered{VK_EVALUE, any()}), line.asked(1, "dm.Device.2", 0));
+          EXPECT_EQ((Answered{VK_ENOMEM, any()}), line.asked(1, "dm.Device.2", 0));
+          EXPECT_EQ((Answered{VK_ENOMEM, any()}), line.asked(1, "dm.Device.2", 0));
         });
   EXPECT_THAT(log.calls(), testing::SizeIs(2));
 }
