@@ -10,12 +10,10 @@
 namespace vesk::core::dm {
 
 asio::awaitable<void> Change::enlist(std::string name, Path path) {
-  Walk::Holder holder = co_await walk_.holder(path);
-  if (holder.status != VK_EOK) {
-    add_fault(fault(name, holder.status));
-    co_return;
-  }
-  const std::size_t handler = handler_of(holder.registration);
+  const Walk::Holder holder = co_await walk_.holder(path);
+  const bool held = holder.status == VK_EOK;
+  if (!held) add_fault(fault(name, holder.status));
+  const std::size_t handler = held ? handler_of(holder.registration) : kNone;
   items_.push_back({std::move(name), std::move(path), handler});
 }
 
@@ -40,24 +38,25 @@ void Change::fault_names_of(std::size_t handler, vk_error status) {
   }
 }
 
+bool Change::may_act_at_once(bool trial) const { return !trial && items_.size() == 1 && !failed(); }
+
 asio::awaitable<void> Change::open(bool trial) {
   for (std::size_t at = 0; at != handlers_.size(); ++at) {
     Handler& handler = handlers_[at];
     const Registration& to = handler.registration;
     const Reply reply = co_await walk_.ask(to, VK_DM_ROLLBACK);
     handler.holds = reply.status == VK_EOK;
-    if (handler.holds) continue;
     const bool cannot = reply.status == VK_ENOANSWER;
-    if (cannot && !trial && items_.size() == 1) continue;
-    fault_names_of(at, cannot ? VK_EAUTH : reply.status);
+    handler.ready = handler.holds || (cannot && may_act_at_once(trial));
+    if (!handler.ready) fault_names_of(at, cannot ? VK_EAUTH : reply.status);
   }
-  refuse_if_off();
 }
 
 asio::awaitable<OwnedValue> Change::apply(std::size_t item, uint32_t action,
                                           const vk_value* arguments) {
-  if (walk_.is_abandoned()) co_return walk_.heap().node();
   const Item& to = items_[item];
+  const bool asked = to.handler != kNone && handlers_[to.handler].ready && !walk_.is_abandoned();
+  if (!asked) co_return walk_.heap().node();
   const Handler& handler = handlers_[to.handler];
   if (!handler.holds) walk_.see_through();
   const uint64_t id = handler.registration.id;

@@ -11,6 +11,9 @@
 // Every handler is rolled back first, which drops what an interrupted change left in it. One that
 // has no answer to that cannot hold back: it changes at once. Nothing could take that back, so such
 // a handler may take part only with one name, alone, and never in a trial.
+//
+// What is wrong with one name does not keep the others from being tried, so that all faults are
+// known; then all is rolled back.
 
 #include <asio/awaitable.hpp>
 #include <cstdint>
@@ -42,11 +45,12 @@ class Change {
   /// Throws what keeps it from being committed, if anything does.
   void refuse_if_off() const;
 
-  /// Makes the handlers ready, or throws a refusal; then nothing has changed.
+  /// Makes the handlers ready. What is wrong with one is a fault of its names.
   asio::awaitable<void> open(bool trial);
 
   /// Sends an action to the handler of the path that was enlisted at this position. A refusal is a
-  /// fault and gives any. If nobody waits for it any more nothing is sent, which gives any, too.
+  /// fault and gives any. Nothing is sent, which gives any, too, where there is no handler that is
+  /// ready, or if nobody waits for it any more.
   asio::awaitable<OwnedValue> apply(std::size_t item, uint32_t action, const vk_value* arguments);
 
   asio::awaitable<void> roll_back();
@@ -61,14 +65,18 @@ class Change {
   struct Item {
     std::string name;
     Path path;
-    std::size_t handler;
+    std::size_t handler;  // or `kNone`
   };
   struct Handler {
     Registration registration;
     bool holds = true;            // whether it can hold back
+    bool ready = false;           // whether it may be told what to hold back, or to change
     vk_error committed = VK_EOK;  // its answer
   };
 
+  static constexpr std::size_t kNone = SIZE_MAX;
+
+  bool may_act_at_once(bool trial) const;
   asio::awaitable<Reply> tell(const Registration& to, uint32_t action);
   std::size_t handler_of(const Registration& registration);
   void fault_names_of(std::size_t handler, vk_error status);

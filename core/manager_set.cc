@@ -68,7 +68,6 @@ asio::awaitable<void> apply(Change& change, const std::vector<Assignment>& assig
 asio::awaitable<void> hold(Change& change, const std::vector<Assignment>& assignments, bool trial,
                            const Heap& heap) {
   for (const Assignment& each : assignments) co_await change.enlist(each.name, each.path);
-  change.refuse_if_off();
   co_await change.open(trial);
   try {
     co_await apply(change, assignments, heap);

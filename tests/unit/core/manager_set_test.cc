@@ -107,6 +107,26 @@ TEST_F(ManagerSet, ChecksNamesAndTypesBeforeAnyHandlerIsAsked) {
   EXPECT_THAT(device.asked, IsEmpty());
 }
 
+TEST_F(ManagerSet, TellsTheFaultsOfNamesWithThoseThatHandlersFind) {
+  device.refusals["set Device.B"] = VK_ETYPE;
+  EXPECT_EQ(set({{"Device.A", text("new")},
+                 {"Device.B", text("new")},
+                 {"Nowhere.A", text("new")},
+                 {"Device.Fixed", text("new")},
+                 {"Device.", text("new")},
+                 {"Device.A", text("newer")}}),
+            refused(VK_ENOENT, 9005,
+                    {{"Device.", 9005},
+                     {"Device.A", 9003},
+                     {"Nowhere.A", 9005},
+                     {"Device.B", 9006},
+                     {"Device.Fixed", 9008}}));
+  EXPECT_EQ(device.parameters["Device.A"], text("a"));
+  EXPECT_TRUE(device.staged.empty());
+  EXPECT_EQ(device.asked.back(), "rollback Device");
+  EXPECT_EQ(device.count("commit Device"), 0);
+}
+
 // As many assignments to names that are none, each so long.
 Assignments bad_names(std::size_t count, std::size_t length) {
   const std::string bad(length, '$');

@@ -83,7 +83,29 @@ TEST_F(ManagerSetTogether, RefusesAHandlerThatCannotHoldBackBesidesAnother) {
             refused(VK_EAUTH, 9001, {{"Other.A", 9001}}));
   EXPECT_EQ(device.parameters["Device.A"], text("a"));
   EXPECT_EQ(other.parameters["Other.A"], text("a"));
-  EXPECT_EQ(device.count("set Device.A") + other.count("set Other.A"), 0);
+  EXPECT_THAT(device.asked, ElementsAre("provide Device.A", "rollback Device", "set Device.A",
+                                        "rollback Device"));
+  EXPECT_EQ(other.count("set Other.A"), 0);
+}
+
+TEST_F(ManagerSetTogether, DoesNotAskWhatCannotBeHeldBackBesidesAFault) {
+  device.holds = false;
+  EXPECT_EQ(set({{"Nowhere.A", text("new")}, {"Device.A", text("new")}}),
+            refused(VK_ENOENT, 9005, {{"Nowhere.A", 9005}, {"Device.A", 9001}}));
+  EXPECT_EQ(set({{"Device.", text("new")}, {"Device.A", text("new")}}),
+            refused(VK_ENOENT, 9005, {{"Device.", 9005}, {"Device.A", 9001}}));
+  EXPECT_EQ(device.count("set Device.A"), 0);
+  EXPECT_EQ(device.parameters["Device.A"], text("a"));
+}
+
+TEST_F(ManagerSetTogether, TellsTheFaultsOfOthersThoughAHandlerCannotRollBack) {
+  Provider& other = add_other();
+  other.refusals["rollback Other"] = VK_ETIMEDOUT;
+  EXPECT_EQ(set({{"Other.A", text("new")}, {"Device.Fixed", text("new")}}),
+            refused(VK_ETIMEDOUT, 9002, {{"Other.A", 9002}, {"Device.Fixed", 9008}}));
+  EXPECT_EQ(other.count("set Other.A"), 0);
+  EXPECT_EQ(other.count("rollback Other"), 1);
+  EXPECT_EQ(device.count("rollback Device"), 2);
 }
 
 // The second name could be refused when the first is changed already.
