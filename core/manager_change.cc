@@ -1,6 +1,8 @@
 #include "core/manager_change.h"
 
 #include <algorithm>
+#include <array>
+#include <memory>
 #include <new>
 #include <utility>
 
@@ -8,6 +10,12 @@
 #include "vesk/dmmgr/frame.h"
 
 namespace vesk::core::dm {
+namespace {
+
+// What a handler may say of setting what it takes for a parameter.
+constexpr std::array kOfParameters = {VK_ETYPE, VK_EINVAL, VK_EVALUE, VK_ERO};
+
+}  // namespace
 
 asio::awaitable<void> Change::enlist(std::string name, Path path) {
   const Walk::Holder holder = co_await walk_.holder(path);
@@ -52,6 +60,27 @@ asio::awaitable<void> Change::open(bool trial) {
   }
 }
 
+asio::awaitable<bool> Change::is_object(Path path) {
+  try {
+    const std::shared_ptr<const Names> names = co_await walk_.level(std::move(path));
+    co_return names != nullptr;
+  } catch (const Refusal&) {
+  } catch (const Abandoned&) {  // which is seen to where all is rolled back
+  } catch (const std::bad_alloc&) {
+  }
+  co_return false;
+}
+
+// The name of an object is none of a parameter, whatever its handler has against setting it.
+asio::awaitable<vk_error> Change::meaning_of(vk_error refusal, uint32_t action, Path path) {
+  const bool of_parameter =
+      action == VK_DM_SET &&
+      std::find(kOfParameters.begin(), kOfParameters.end(), refusal) != kOfParameters.end();
+  if (!of_parameter) co_return refusal;
+  const bool object = co_await is_object(std::move(path));
+  co_return object ? VK_ENOENT : refusal;
+}
+
 asio::awaitable<OwnedValue> Change::apply(std::size_t item, uint32_t action,
                                           const vk_value* arguments) {
   const Item& to = items_[item];
@@ -62,7 +91,8 @@ asio::awaitable<OwnedValue> Change::apply(std::size_t item, uint32_t action,
   const uint64_t id = handler.registration.id;
   Reply reply = co_await walk_.ask(id, action, to.path, arguments);
   if (reply.status != VK_EOK) {
-    add_fault(fault(to.name, reply.status));
+    const vk_error status = co_await meaning_of(reply.status, action, to.path);
+    add_fault(fault(to.name, status));
     reply.value = walk_.heap().node();
   }
   hear(*reply.value);

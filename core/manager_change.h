@@ -77,6 +77,9 @@ class Change {
   static constexpr std::size_t kNone = SIZE_MAX;
 
   bool may_act_at_once(bool trial) const;
+  // Whether a path is known to be an object.
+  asio::awaitable<bool> is_object(Path path);
+  asio::awaitable<vk_error> meaning_of(vk_error refusal, uint32_t action, Path path);
   asio::awaitable<Reply> tell(const Registration& to, uint32_t action);
   std::size_t handler_of(const Registration& registration);
   void fault_names_of(std::size_t handler, vk_error status);

@@ -107,6 +107,23 @@ TEST_F(ManagerSet, ChecksNamesAndTypesBeforeAnyHandlerIsAsked) {
   EXPECT_THAT(device.asked, IsEmpty());
 }
 
+TEST_F(ManagerSet, KnowsNoParameterOfAnObjectsNameWhateverItsHandlerSays) {
+  device.objects = {"Device.Object"};
+  for (const uint32_t status : {VK_ERO, VK_ETYPE, VK_EVALUE, VK_EINVAL, VK_ENOANSWER}) {
+    device.refusals["set Device.Object"] = status;
+    EXPECT_EQ(set({{"Device.Object", text("x")}, {"Device.Fixed", text("x")}}),
+              refused(VK_ENOENT, 9005, {{"Device.Object", 9005}, {"Device.Fixed", 9008}}));
+  }
+  EXPECT_EQ(device.asked.back(), "rollback Device");
+}
+
+TEST_F(ManagerSet, LeavesARefusalOfWhatMayBeAnObjectAsItIsIfNobodyCanTell) {
+  device.objects = {"Device.Object"};
+  device.refusals = {{"set Device.Object", VK_ERO}, {"level Device.Object", VK_ETIMEDOUT}};
+  EXPECT_EQ(set({{"Device.Object", text("x")}}), refused(VK_ERO, 9008, {{"Device.Object", 9008}}));
+  EXPECT_EQ(device.asked.back(), "rollback Device");
+}
+
 TEST_F(ManagerSet, TellsTheFaultsOfNamesWithThoseThatHandlersFind) {
   device.refusals["set Device.B"] = VK_ETYPE;
   EXPECT_EQ(set({{"Device.A", text("new")},
