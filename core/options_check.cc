@@ -1,8 +1,10 @@
 #include "core/options_check.h"
 
 #include <fcntl.h>
+#include <linux/magic.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/statfs.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -29,11 +31,24 @@ Obstacle unless_allowed(const std::string& path, int rights) {
   return faccessat(AT_FDCWD, path.c_str(), rights, AT_EACCESS) == 0 ? "" : because(path, errno);
 }
 
+// The kernel's own file systems. Their rights do not tell that nobody can make a file there.
+constexpr std::array<uint32_t, 9> kOfTheKernel = {
+    PROC_SUPER_MAGIC,   SYSFS_MAGIC,   CGROUP_SUPER_MAGIC, CGROUP2_SUPER_MAGIC, DEBUGFS_MAGIC,
+    DEVPTS_SUPER_MAGIC, TRACEFS_MAGIC, SECURITYFS_MAGIC,   SELINUX_MAGIC};
+
+bool is_of_the_kernel(const std::string& path) {
+  struct statfs system = {};
+  if (statfs(path.c_str(), &system) != 0) return false;
+  const auto type = static_cast<uint32_t>(system.f_type);
+  return std::find(kOfTheKernel.begin(), kOfTheKernel.end(), type) != kOfTheKernel.end();
+}
+
 /// Whether files can be made in a folder.
 Obstacle of_folder(const std::string& path) {
   struct stat status = {};
   if (stat(path.c_str(), &status) != 0) return because(path, errno);
   if (!S_ISDIR(status.st_mode)) return because(path, ENOTDIR);
+  if (is_of_the_kernel(path)) return path + ": Not a place for files";
   return unless_allowed(path, W_OK | X_OK);
 }
 
@@ -124,6 +139,12 @@ Obstacle of_descriptors(const Options& options) {
          std::to_string(limit.rlim_max) + " that the process may have";
 }
 
+// A client, and a module's main line, its serving line and its calling line.
+Obstacle of_lines(const Options& options) {
+  Obstacle found = less(options.settings.lines, 4, "which a client and a module need");
+  return found.empty() ? of_descriptors(options) : found;
+}
+
 struct Check {
   const char* option;
   Obstacle (*find)(const Options& options);
@@ -140,7 +161,7 @@ constexpr Check kChecks[] = {
     {"--max-path", of_limit<&rt::Limits::path, 64>},
     {"--max-name", of_limit<&rt::Limits::name, 24>},
     {"--max-buffers", of_buffers},
-    {"--max-lines", of_descriptors},
+    {"--max-lines", of_lines},
     {"--max-chain", of_chain},
 };
 

@@ -69,6 +69,16 @@ TEST(AnAnswer, OfMoreThanAMessageMayHoldIsNoFaultOfTheValue) {
   EXPECT_EQ(answer->value.items.at(0).payload, unsigned_integer(9004).payload);
 }
 
+TEST(FourLines, AreEnoughForAModuleAndItsClient) {
+  Agent agent({"--max-lines", "4"});
+  agent.start("scratch", {}, "dm.Device.X_VESK_Scratch");
+  Client client(agent.socket());
+  const Tree note = object({{"Name", text("Device.X_VESK_Scratch.Note")}, {"Value", text("n")}});
+  EXPECT_EQ(client.status("cwmp.rpc.SetParameterValues",
+                          object({{"ParameterList", array(std::vector<Tree>{note})}})),
+            VK_EOK);
+}
+
 TEST(FortyConnections, AreServedInTurnByACoreThatMayHave32Descriptors) {
   Agent agent({}, allow_32_descriptors);
   Client healthy(agent.socket());

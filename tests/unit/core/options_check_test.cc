@@ -89,6 +89,15 @@ TEST_F(TheCheck, NamesAFileInThePlaceOfTheStoresFolder) {
                                          HasSubstr("Not a directory"))));
 }
 
+TEST_F(TheCheck, NamesPlacesWhereNobodyCanMakeAFile) {
+  options_.store = "/proc/x/y";
+  options_.socket = "/proc/s";
+  EXPECT_THAT(found(), ElementsAre("--socket: /proc: Not a place for files",
+                                   "--store: /proc: Not a place for files"));
+  EXPECT_THROW(core::StoreDb(options_.store, [](const std::string&) {}), std::system_error);
+  EXPECT_THROW(core::SocketFile(options_.socket, {}), std::system_error);
+}
+
 TEST_F(TheCheck, NamesAStoreThatIsAFolder) {
   ASSERT_EQ(mkdir(options_.store.c_str(), 0700), 0);
   EXPECT_THAT(found(), ElementsAre("--store: " + options_.store + ": Is a directory"));
@@ -140,6 +149,14 @@ TEST_F(TheCheck, NamesAChainThatIsTooShortForAModuleToSave) {
       ElementsAre("--max-chain: 2 is less than 3, which a request that changes something may "
                   "need"));
   options_.settings.chain = 3;
+  EXPECT_THAT(found(), IsEmpty());
+}
+
+TEST_F(TheCheck, NamesLinesThatAreTooFewForAModuleAndItsClient) {
+  options_.settings.lines = 3;
+  EXPECT_THAT(found(),
+              ElementsAre("--max-lines: 3 is less than 4, which a client and a module need"));
+  options_.settings.lines = 4;
   EXPECT_THAT(found(), IsEmpty());
 }
 
