@@ -105,6 +105,15 @@ TEST_F(RealModules, AreSetAllOrNone) {
   EXPECT_EQ(std::get<std::string>(found(get(code), code).payload), "one");
 }
 
+TEST_F(RealModules, HaveNoParameterOfAnObjectsName) {
+  for (const char* const name : {"Device.X_VESK_Scratch.Entry", "Device.DeviceInfo",
+                                 "Device.DeviceInfo.MemoryStatus", "Device.IP"}) {
+    const Answer refused = set({{name, text("new")}});
+    EXPECT_EQ(refused.status, VK_ENOENT) << name;
+    EXPECT_EQ(std::get<uint32_t>(member(refused.value, "FaultCode")->payload), 9005U) << name;
+  }
+}
+
 TEST_F(RealModules, AddAndDeleteObjects) {
   const Tree table = object({{"ObjectName", text(kEntries)}});
   const Answer added = client.call("cwmp.rpc.AddObject", table);
