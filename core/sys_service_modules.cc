@@ -49,13 +49,14 @@ Answer attach(Roster& roster, const Limits& limits, LogBudget& budget, const Cal
   const char* const name = text_member(value, "Name");
   if (name == nullptr) return {VK_EINVAL};
   const char* const told = text_member(value, "Version");
-  const std::string version = escaped(told == nullptr ? "" : told);
+  const std::string version =
+      told == nullptr || *told == 0 ? "" : ", version " + escaped(told) + ',';
   Bytes answer = greeting(limits);
   const ModulePtr before = roster.find(name);
   const uint32_t result = roster.attach(call.line, name);
   if (result != VK_EOK) return {result};
   if (roster.find(name) != before && budget.spend(call.peer)) {
-    log(VK_LOG_INFO, "Module %s, version %s, is process %ld", name, version.c_str(),
+    log(VK_LOG_INFO, "Module %s%s is process %ld", name, version.c_str(),
         static_cast<long>(call.peer.pid));
   }
   return {VK_EOK, std::move(answer)};

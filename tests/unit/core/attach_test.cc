@@ -124,13 +124,33 @@ TEST(Attach, LetsAModuleComeBackBeforeItsEndIsHeardOf) {
   EXPECT_EQ(fresh->call("sys.handler.add", handler("a", 1)), int{VK_EOK});
 }
 
+TEST(Attach, IsLoggedWithTheVersionThatAModuleTells) {
+  const LogSpy log;
+  TestCore core;
+  for (const char* const version : {"1.0\n", ""}) {
+    const Value value = named("Name", "demo");
+    ASSERT_EQ(vk_object_set_string(value.get(), "Version", version), VK_EOK);
+    TestLine line(core);
+    EXPECT_EQ(line.call(kAttach, value), int{VK_EOK});
+  }
+  ASSERT_THAT(log.lines(), testing::SizeIs(2));
+  EXPECT_THAT(log.lines()[0].text, testing::HasSubstr("Module demo, version 1.0\\x0A, is process"));
+  EXPECT_THAT(log.lines()[1].text, testing::HasSubstr("Module demo is process"));
+}
+
+TEST(Attach, DoesNotLookAtTheAction) {
+  TestCore core;
+  TestLine line(core);
+  EXPECT_EQ(line.call(kAttach, named("Name", "demo"), 7), int{VK_EOK});
+}
+
 TEST(Attach, IsLoggedOnceAModuleAndTenTimesASecond) {
   const LogSpy log;
   TestCore core;
   TestModule module(core, "demo");
   const auto calling = module.calling();
   ASSERT_THAT(log.lines(), testing::SizeIs(1));
-  EXPECT_THAT(log.lines()[0].text, testing::HasSubstr("Module demo, version"));
+  EXPECT_THAT(log.lines()[0].text, testing::HasSubstr("Module demo is process"));
   for (int i = 0; i != 12; ++i) TestModule(core, "other" + std::to_string(i));
   EXPECT_THAT(log.lines(), testing::SizeIs(core::LogBudget::kMessagesInASecond));
 }
