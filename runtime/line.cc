@@ -79,6 +79,19 @@ vk_error Line::exchange(std::span<const std::byte> request, const Deadline& dead
   }
 }
 
+int Line::wait_in(Poller& poller, uint64_t identity) {
+  const int error = poller.add(fd(), identity);
+  if (error == 0) poller_ = &poller;
+  return error;
+}
+
+// Closing does not end the poller's waiting if another process has the connection too, as one has
+// that a handler has forked; and after it, there is no way to end it any more.
+void Line::close() {
+  if (poller_ != nullptr && is_open()) poller_->remove(fd());
+  fd_.reset();
+}
+
 bool wait_for(int fd, short events, const Deadline& deadline) {
   for (;;) {
     pollfd waiting = {fd, events, 0};

@@ -9,6 +9,7 @@
 #include "lib/support/byte_buffer.h"
 #include "runtime/deadline.h"
 #include "runtime/fd.h"
+#include "runtime/poller.h"
 #include "runtime/scan.h"
 #include "vesk/error.h"
 
@@ -20,9 +21,16 @@ class Line {
 
   /// Takes a connected descriptor over.
   explicit Line(Fd fd) : fd_(std::move(fd)) {}
+  Line(const Line&) = delete;
+  Line& operator=(const Line&) = delete;
+  ~Line() { close(); }
 
   int fd() const { return fd_.get(); }
   bool is_open() const { return fd_.valid(); }
+
+  /// Has a poller, which is borrowed, wait for it as long as it is open.
+  /// @return 0 or the `errno`
+  [[nodiscard]] int wait_in(Poller& poller, uint64_t identity);
 
   /// Says what comes next. Forgets the message before; bytes that came behind it are kept.
   void expect(Message message);
@@ -57,10 +65,11 @@ class Line {
   /// @return as for `send`
   [[nodiscard]] vk_error exchange(std::span<const std::byte> request, const Deadline& deadline);
 
-  void close() { fd_.reset(); }
+  void close();
 
  private:
   Fd fd_;
+  Poller* poller_ = nullptr;
   ByteBuffer bytes_;
   Scanner scanner_{Message::kResponse, Limits::widest()};
 };

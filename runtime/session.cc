@@ -40,7 +40,6 @@ void Session::close() {
   open_ = false;
   for (ModuleLine* line = first_.get(); line != nullptr;) {
     ModuleLine* const next = line->next.get();
-    poller_.remove(line->line.fd());
     if (line->busy) static_cast<void>(line->line.receive());
     line->line.close();
     if (!line->busy) remove(*line);
@@ -195,7 +194,7 @@ vk_error Session::add(Fd fd, Role role, ModuleLine*& line) {
   if (made == nullptr) return VK_ENOMEM;
   if (role != Role::kCalling) {
     made->identity = poller_.new_identity();
-    if (poller_.add(made->line.fd(), made->identity) != 0) return VK_ENOMEM;
+    if (made->line.wait_in(poller_, made->identity) != 0) return VK_ENOMEM;
   }
   ++count_;
   Made<ModuleLine>& link = role == Role::kMain ? first_ : first_->next;

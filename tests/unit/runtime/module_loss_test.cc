@@ -1,6 +1,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/wait.h>
 #include <syslog.h>
+#include <unistd.h>
+
+#include <csignal>
 
 #include "tests/unit/runtime/libc_watch.h"
 #include "tests/unit/runtime/module_test_base.h"
@@ -55,6 +60,23 @@ rlim_t behind_two() {
   const rt::Fd second(dup(0));
   return static_cast<rlim_t>(second.get()) + 1;
 }
+
+/// A process that has whatever descriptors this one has now.
+class Holder {
+ public:
+  Holder() : id_(fork()) {
+    while (id_ == 0) pause();
+  }
+  ~Holder() {
+    kill(id_, SIGKILL);
+    waitpid(id_, nullptr, 0);
+  }
+  Holder(const Holder&) = delete;
+  Holder& operator=(const Holder&) = delete;
+
+ private:
+  const pid_t id_;
+};
 
 class ModuleLoss : public ModuleTest {
  protected:
@@ -337,6 +359,27 @@ TEST_F(ModuleLoss, OfItsServingLineAloneIsMadeGood) {
   });
   begin();
   run_until([&] { return done.is_open(); });
+}
+
+// As a child has that a handler forked.
+TEST_F(ModuleLoss, OfItsServingLineWakesTheLoopNoMoreThoughAnotherProcessHasTheLine) {
+  const Gate held;
+  const Gate done;
+  core.emplace([&](const Listener& listener) {
+    const Peer main = listener.main_line();
+    Peer lost = listener.serving_line();
+    held.pass();
+    lost.close();
+    const Peer serving = listener.serving_line();
+    done.open();
+    main.expect_end();
+  });
+  begin();
+  const Holder holder;
+  held.open();
+  run_until([&] { return done.is_open(); });
+  pollfd loop = {vk_module_get_fd(runtime), POLLIN, 0};
+  EXPECT_EQ(0, poll(&loop, 1, 0));
 }
 
 TEST_F(ModuleLoss, OfItsServingLineAloneIsMadeGoodWhenThereAreDescriptorsAgain) {
