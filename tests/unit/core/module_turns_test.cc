@@ -53,7 +53,7 @@ TEST_F(ModuleTurns, WhoWaitsTooLongIsToldAndIsNotHandedOver) {
   begin();
   submit(1);
   const auto second = submit(2);
-  run_for(settings.waiting / 2);
+  settings.waiting = 1h;  // for who comes from now on
   const auto third = submit(3);
   EXPECT_TRUE(until([&] { return *second != -1; }));
   EXPECT_EQ(*second, int{VK_ETIMEDOUT});

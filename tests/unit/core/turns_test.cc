@@ -22,6 +22,16 @@ core::Settings quick() {
   return settings;
 }
 
+// An answer time that no busy machine takes up between two messages that are a pause apart, and of
+// which so many make more than the answer time.
+core::Settings paced() {
+  core::Settings settings;
+  settings.answer = 1s;
+  return settings;
+}
+constexpr auto kPause = 300ms;
+constexpr int kPauses = 4;
+
 /// A module that has one handler at "a" and one serving line.
 struct Serving {
   explicit Serving(TestCore& core, const std::string& name = "demo", const std::string& path = "a")
@@ -39,8 +49,8 @@ TEST(AHungModule, LosesItsLinesAndItsCallersAreTold) {
   TestLine client(core);
   TestLine waiting(core);
   client.send("a");
-  ASSERT_TRUE(hung.line->request().has_value());
   waiting.send("a");
+  ASSERT_TRUE(hung.line->request().has_value());
   EXPECT_EQ(client.answer()->status, VK_ETIMEDOUT);
   EXPECT_EQ(waiting.answer()->status, VK_ETIMEDOUT);
   EXPECT_TRUE(hung.line->is_dropped());
@@ -64,15 +74,13 @@ TEST(AHungModule, IsComplainedOfToWhoeverCountsComplaints) {
 }
 
 TEST(AHungModule, IsNotOneThatCallsOthersNowAndThen) {
-  core::Settings settings = quick();
-  settings.answer = 200ms;
-  TestCore core(settings);
+  TestCore core(paced());
   Serving busy(core);
   TestLine client(core);
   client.send("a");
   ASSERT_TRUE(busy.line->request().has_value());
-  for (int i = 0; i != 6; ++i) {
-    core.run_for(core.settings.answer / 3);
+  for (int i = 0; i != kPauses; ++i) {
+    core.run_for(kPause);
     EXPECT_EQ(busy.module.main().call("nobody"), int{VK_ENOANSWER});
   }
   busy.line->reply(VK_EOK);
@@ -80,9 +88,7 @@ TEST(AHungModule, IsNotOneThatCallsOthersNowAndThen) {
 }
 
 TEST(AHungModule, IsNotOneThatOnlyWaitsForOthers) {
-  core::Settings settings = quick();
-  settings.answer = 200ms;
-  TestCore core(settings);
+  TestCore core(paced());
   Serving first(core, "first", "a");
   Serving second(core, "second", "b");
   TestLine client(core);
@@ -90,8 +96,8 @@ TEST(AHungModule, IsNotOneThatOnlyWaitsForOthers) {
   ASSERT_TRUE(first.line->request().has_value());
   first.module.main().send("b");
   ASSERT_TRUE(second.line->request().has_value());
-  for (int i = 0; i != 6; ++i) {
-    core.run_for(settings.answer / 3);
+  for (int i = 0; i != kPauses; ++i) {
+    core.run_for(kPause);
     EXPECT_EQ(second.module.main().call("nobody"), int{VK_ENOANSWER});
   }
   second.line->reply(VK_EOK);
@@ -117,8 +123,9 @@ TEST(AHungModule, IsOneThatDoesNotTakeItsAnswer) {
   EXPECT_TRUE(core.until([&] { return core.server.lines() == 0; }));
 }
 
+// Were an answer still to be taken, the next message would set the short time.
 TEST(AHungModule, IsNotOneThatTookItsAnswerOrLeftItWithItsLine) {
-  TestCore core(quick());
+  TestCore core;
   answer_with_much(core);
   TestModule module(core, "demo");
   const auto calling = module.calling();
@@ -126,14 +133,16 @@ TEST(AHungModule, IsNotOneThatTookItsAnswerOrLeftItWithItsLine) {
   EXPECT_TRUE(core.until([&] { return core.server.is_answering(); }));
   calling->hang_up();
   EXPECT_EQ(module.main().call("much"), int{VK_EOK});
-  core.run_for(core.settings.answer * 3);
+  core.settings.answer = 60ms;
   EXPECT_EQ(module.add("a", 1), int{VK_EOK});
+  core.run_for(core.settings.answer * 3);
+  EXPECT_EQ(module.add("b", 2), int{VK_EOK});
 }
 
 // A call whose line is gone is no call any more: the module is what it was before it, one that was
 // asked and has not answered.
 TEST(AHungModule, IsOneThatLeftItsCall) {
-  TestCore core(quick());
+  TestCore core;
   bool asked = false;
   core.dispatcher.serve({"slow"},
                         [&](core::CallPtr, const core::Request&) -> asio::awaitable<core::Answer> {
@@ -149,6 +158,7 @@ TEST(AHungModule, IsOneThatLeftItsCall) {
   ASSERT_TRUE(hung.line->request().has_value());
   calling->send("slow");
   ASSERT_TRUE(core.until([&] { return asked; }));
+  core.settings.answer = 60ms;  // from the next setting of the clock
   calling->hang_up();
   EXPECT_EQ(client.answer()->status, VK_ETIMEDOUT);
   EXPECT_TRUE(hung.module.main().is_dropped());
