@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "core/call.h"
@@ -43,6 +44,10 @@ class Line {
   /// `VK_EIO` if the line ends first, and `VK_EINVAL` if what comes breaks the format or a limit:
   /// the line is then no longer open. These are `unheard`.
   virtual void ask(Message message, std::function<void(Answer)> done) = 0;
+
+  /// Gives back what was asked if the line has ended and the other end took none of it, so that it
+  /// can be asked elsewhere. From `done`, once.
+  virtual std::optional<Message> take_unsent() = 0;
 
   virtual bool is_open() const = 0;
   /// Whether the other end has gone, though the line may not have heard of it yet.

@@ -56,8 +56,11 @@ asio::awaitable<void> SocketLine::run(std::shared_ptr<SocketLine> self) {
 
 void SocketLine::end() noexcept {
   close();
-  const std::optional<Question> question = std::exchange(question_, std::nullopt);
-  if (question.has_value()) question->done({end_, {}, true});
+  std::optional<Question> question = std::exchange(question_, std::nullopt);
+  if (question.has_value()) {
+    if (!begun_ && end_ == VK_EIO) unsent_ = std::move(question->message);
+    question->done({end_, {}, true});
+  }
   context_.exchange.ended(*this);
   context_.ended(*this);
 }
@@ -103,10 +106,12 @@ asio::awaitable<void> SocketLine::ask_one() {
 
 void SocketLine::ask(Message message, std::function<void(Answer)> done) {
   if (closed_) {
+    unsent_ = std::move(message);
     asio::post(socket_.get_executor(), [done = std::move(done)] { done({VK_EIO}); });
     return;
   }
   question_ = Question{std::move(message), std::move(done)};
+  begun_ = false;
   wake_.cancel();
 }
 
@@ -261,7 +266,8 @@ Answer SocketLine::take_answer() {
 asio::awaitable<bool> SocketLine::send(std::span<const std::byte> head,
                                        std::span<const std::byte> tree) {
   Parts parts = parts_of(head, tree);
-  if (!send_now(handle_, parts)) close();
+  begun_ = send_now(handle_, parts);
+  if (!begun_) close();
   if (asio::buffer_size(parts) != 0 && !closed_) {
     if (!has_time_) limit(context_.settings.taking, "to take an answer");
     co_await send_rest(parts);

@@ -12,6 +12,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <utility>
 
 #include "core/alarm.h"
 #include "core/exchange.h"
@@ -45,6 +46,7 @@ class SocketLine final : public Line, public std::enable_shared_from_this<Socket
   void turn() override { turned_ = true; }
   bool is_answering() const { return answer_.has_value(); }
   void ask(Message message, std::function<void(Answer)> done) override;
+  std::optional<Message> take_unsent() override { return std::exchange(unsent_, std::nullopt); }
   bool is_open() const override { return !closed_; }
   bool hung_up() const override;
   void close() override;
@@ -99,12 +101,14 @@ class SocketLine final : public Line, public std::enable_shared_from_this<Socket
   rt::Scanner scanner_;
   Bytes in_;  // the message that is coming
   std::optional<Question> question_;
+  std::optional<Message> unsent_;
   std::optional<Answer> answer_;
   uint32_t end_ = VK_EIO;  // what a question that has no answer by then is answered
   bool watching_ = false;
   bool readable_ = false;
   bool turned_ = false;
   bool sending_ = false;
+  bool begun_ = false;  // the peer may have some of the question
   bool has_time_ = false;
   bool closed_ = false;
 };

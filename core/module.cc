@@ -65,6 +65,13 @@ void Module::hand(const std::shared_ptr<Task>& task) {
   mind_clock();
 }
 
+void Module::hand_or_refuse(const std::shared_ptr<Task>& task) noexcept try {
+  hand(task);
+} catch (const std::exception&) {
+  task->done({VK_ENOMEM});
+}
+
+// What went down with its line before the module took any of it goes out on the next one.
 void Module::take_answer(std::list<Item>::iterator item, Answer answer) noexcept {
   const Item answered = std::move(*item);
   stack_.erase(item);
@@ -72,8 +79,19 @@ void Module::take_answer(std::list<Item>::iterator item, Answer answer) noexcept
     idle_.push_back(answered.line);
     heard();
   }
-  answered.task->done(std::move(answer));
+  if (take_back(answered) && accepts() && !idle_.empty()) {
+    hand_or_refuse(answered.task);
+  } else {
+    answered.task->done(std::move(answer));
+  }
   go_on();
+}
+
+bool Module::take_back(const Item& lost) noexcept {
+  if (lost.line->is_open()) return false;
+  std::optional<Message> unsent = lost.line->take_unsent();
+  if (unsent.has_value()) lost.task->message = std::move(*unsent);
+  return unsent.has_value();
 }
 
 void Module::enqueue(std::shared_ptr<Task> task) {
@@ -104,11 +122,7 @@ void Module::go_on() noexcept {
   while (!ended_ && accepts() && !queue_.empty() && !idle_.empty()) {
     const std::shared_ptr<Task> task = std::move(queue_.front().task);
     queue_.pop_front();
-    try {
-      hand(task);
-    } catch (const std::exception&) {
-      task->done({VK_ENOMEM});
-    }
+    hand_or_refuse(task);
   }
   mind_queue();
   mind_clock();

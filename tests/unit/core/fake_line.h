@@ -5,6 +5,7 @@
 #include <deque>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <utility>
 
 #include "core/exchange.h"
@@ -24,6 +25,9 @@ class FakeLine final : public core::Line {
     asked.push_back(std::move(message));
     done_ = std::move(done);
   }
+  std::optional<core::Message> take_unsent() override {
+    return std::exchange(unsent, std::nullopt);
+  }
   bool is_open() const override { return !closed; }
   bool hung_up() const override { return false; }
   void close() override { closed = true; }
@@ -34,9 +38,15 @@ class FakeLine final : public core::Line {
     closed = true;
     answer({status});
   }
+  /// Ends before any of what it is asked has gone out.
+  void fail_unsent() {
+    unsent = asked.back();
+    fail(VK_EIO);
+  }
   bool is_asked() const { return done_ != nullptr; }
 
   std::deque<core::Message> asked;
+  std::optional<core::Message> unsent;
   bool turned = false;
   bool closed = false;
 

@@ -153,6 +153,37 @@ TEST_F(ModuleTurns, ALineThatEndsAnswersItsRequestAndIsNotUsedAgain) {
   EXPECT_EQ(*submit(3), int{VK_EBUSY});
 }
 
+TEST_F(ModuleTurns, WhatALineThatEndsDidNotSendGoesOutOnTheNextBeforeWhoWaits) {
+  begin(3);
+  const auto first = submit(1);
+  const auto second = submit(2);
+  lines[0]->fail_unsent();
+  lines[1]->fail_unsent();
+  EXPECT_EQ(*first, -1);
+  EXPECT_THAT(tags(), ElementsAre(1, 1, 1));
+  lines[2]->answer(core::Answer{VK_ETYPE});
+  EXPECT_EQ(*first, int{VK_ETYPE});
+  EXPECT_THAT(lines[2]->asked.back().tag, 2);
+  EXPECT_EQ(*second, -1);
+}
+
+TEST_F(ModuleTurns, WhatALineThatEndsMayHaveSentIsNotSentAgain) {
+  begin(2);
+  const auto first = submit(1);
+  const auto second = submit(2);
+  lines[0]->fail(VK_EIO);
+  EXPECT_EQ(*first, int{VK_EIO});
+  EXPECT_EQ(*second, -1);
+  EXPECT_THAT(tags(), ElementsAre(1, 2));
+}
+
+TEST_F(ModuleTurns, WhatTheLastLineDidNotSendIsAnswered) {
+  begin(1);
+  const auto status = submit(1);
+  lines[0]->fail_unsent();
+  EXPECT_EQ(*status, int{VK_EIO});
+}
+
 TEST_F(ModuleTurns, AnIdleLineThatEndsIsNotUsed) {
   begin(2);
   module->lose(*lines[0]);

@@ -209,6 +209,36 @@ TEST(AModuleThatDies, LeavesTheNextHandlerUnasked) {
   EXPECT_TRUE(other.line->is_quiet());
 }
 
+// The request that waits is given to the line before the core hears that the line has ended.
+TEST(AModuleThatLosesAServingLine, IsAskedOnTheOther) {
+  TestCore core;
+  Serving module(core);
+  const auto other = module.module.serving();
+  TestLine first(core);
+  TestLine second(core);
+  first.send("a");
+  ASSERT_TRUE(module.line->request().has_value());
+  second.send("a");
+  EXPECT_TRUE(second.is_quiet());
+  module.line->reply(VK_EOK);
+  other->hang_up();
+  ASSERT_TRUE(module.line->request().has_value());
+  module.line->reply(VK_ETYPE);
+  EXPECT_EQ(second.answer()->status, VK_ETYPE);
+}
+
+TEST(AModuleThatLosesAServingLine, IsNotAskedTwice) {
+  TestCore core;
+  Serving module(core);
+  const auto other = module.module.serving();
+  TestLine client(core);
+  client.send("a");
+  ASSERT_TRUE(core.until([&] { return module.line->has_something(); }));
+  module.line->hang_up();
+  EXPECT_EQ(client.answer()->status, VK_EIO);
+  EXPECT_TRUE(other->is_quiet());
+}
+
 TEST(ACaller, IsToldWhenItsPatienceEndsAndTheLateAnswerIsDropped) {
   core::Settings settings;
   settings.patience = 50ms;
