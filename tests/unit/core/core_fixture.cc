@@ -205,6 +205,8 @@ bool TestCore::until(const std::function<bool()>& holds) {
 void TestCore::run_for(std::chrono::milliseconds time) {
   loop.restart();
   loop.run_for(time);
+  loop.restart();
+  loop.poll();
 }
 
 TestModule::TestModule(TestCore& core, const std::string& name)

@@ -94,7 +94,7 @@ class TestCore {
 
   /// Runs the loop until something holds; false if it does not within the deadline.
   bool until(const std::function<bool()>& holds);
-  /// Runs the loop for a while.
+  /// Runs the loop for a while, and on until it has nothing more to do at once.
   void run_for(std::chrono::milliseconds time);
 
   const std::string& socket() const { return socket_; }
