@@ -20,8 +20,8 @@ class Records {
   /// `VK_EOK` once the tree would survive a power cut. Saves of a key end in their order.
   virtual asio::awaitable<uint32_t> save(std::string key, std::shared_ptr<const Bytes> tree) = 0;
 
-  /// The tree, `VK_ENOENT` without one, `VK_EVALUE` for one that is damaged. Any other code says that
-  /// it could not be read now and may be there, such as `VK_EBUSY` and `VK_ENOMEM`.
+  /// The tree, `VK_ENOENT` without one, `VK_EVALUE` for one that is damaged. Any other code says
+  /// that it could not be read now and may be there, such as `VK_EBUSY` and `VK_ENOMEM`.
   virtual asio::awaitable<Answer> load(std::string key) = 0;
 };
 

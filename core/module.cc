@@ -41,6 +41,7 @@ void Module::lose(const Line& line) noexcept {
 }
 
 void Module::submit(std::shared_ptr<Task> task) {
+  forget_gone();
   if (ended_) {
     task->done({VK_EIO});
   } else if (accepts() && !idle_.empty() && queue_.empty()) {
@@ -117,8 +118,19 @@ void Module::refuse_overdue() noexcept {
   mind_clock();
 }
 
+// Whoever has gone takes nobody's place.
+void Module::forget_gone() noexcept {
+  std::list<Waiting> gone;
+  for (auto next = queue_.begin(); next != queue_.end();) {
+    const auto each = next++;
+    if (each->task->call->over) gone.splice(gone.end(), queue_, each);
+  }
+  for (const Waiting& each : gone) each.task->done({VK_EIO});
+}
+
 // Hands over what may be handed over now.
 void Module::go_on() noexcept {
+  forget_gone();
   while (!ended_ && accepts() && !queue_.empty() && !idle_.empty()) {
     const std::shared_ptr<Task> task = std::move(queue_.front().task);
     queue_.pop_front();

@@ -95,6 +95,7 @@ class Module : public std::enable_shared_from_this<Module> {
   void hand_or_refuse(const std::shared_ptr<Task>& task) noexcept;
   void take_answer(std::list<Item>::iterator item, Answer answer) noexcept;
   static bool take_back(const Item& lost) noexcept;
+  void forget_gone() noexcept;
   void go_on() noexcept;
   void mind_clock() noexcept;
   void mind_queue() noexcept;

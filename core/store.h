@@ -43,8 +43,8 @@ class Store {
   asio::awaitable<uint32_t> save(std::string key, std::shared_ptr<const Bytes> tree);
 
   /// The tree, `VK_ENOENT` without one. Waits for a save of the key that is in flight. A damaged
-  /// record is not served (`VK_EVALUE`). What could not be read now, because the storage failed, may
-  /// be there all the same (`VK_EBUSY`). Both are reported.
+  /// record is not served (`VK_EVALUE`). What could not be read now, because the storage failed,
+  /// may be there all the same (`VK_EBUSY`). Both are reported.
   asio::awaitable<Answer> load(std::string key);
 
   /// `VK_ENOENT` without a tree.

@@ -8,6 +8,7 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "core/module.h"
@@ -35,11 +36,11 @@ class ModuleTest : public testing::Test {
   }
 
   /// Submits a request; the result is its status, or -1 as long as there is none.
-  std::shared_ptr<int> submit(uint32_t tag) {
+  std::shared_ptr<int> submit(uint32_t tag, core::CallPtr call = std::make_shared<core::Call>()) {
     auto status = std::make_shared<int>(-1);
     auto task = std::make_shared<core::Task>();
     task->message.tag = tag;
-    task->call = std::make_shared<core::Call>();
+    task->call = std::move(call);
     task->done = [status](const core::Answer& answer) {
       EXPECT_EQ(*status, -1) << "answered twice";
       *status = static_cast<int>(answer.status);

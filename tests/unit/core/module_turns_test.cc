@@ -48,6 +48,30 @@ TEST_F(ModuleTurns, NoMoreMayWaitThanTheQueueHolds) {
   EXPECT_EQ(*fourth, int{VK_EBUSY});
 }
 
+TEST_F(ModuleTurns, WhoHasGoneTakesNobodysPlace) {
+  settings.queue = 2;
+  begin(2);
+  submit(1);
+  const auto leaver = std::make_shared<core::Call>();
+  const auto gone = submit(2, leaver);
+  const auto third = submit(3);
+  leaver->over = true;
+  const auto fourth = submit(4);
+  EXPECT_EQ(*gone, int{VK_EIO});
+  EXPECT_EQ(*fourth, -1);
+}
+
+TEST_F(ModuleTurns, WhoHasGoneIsNotHandedOver) {
+  begin(2);
+  submit(1);
+  const auto leaver = std::make_shared<core::Call>();
+  submit(2, leaver);
+  submit(3);
+  leaver->over = true;
+  lines[0]->answer(core::Answer{});
+  EXPECT_THAT(tags(), ElementsAre(1, 3));
+}
+
 TEST_F(ModuleTurns, WhoWaitsTooLongIsToldAndIsNotHandedOver) {
   settings.answer = 10s;
   begin();

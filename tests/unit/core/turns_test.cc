@@ -123,6 +123,18 @@ TEST(AHungModule, IsOneThatDoesNotTakeItsAnswer) {
   EXPECT_TRUE(core.until([&] { return core.server.lines() == 0; }));
 }
 
+// A service of the core's own at "late", which does not answer as long as a test lasts.
+void answer_late(TestCore& core, const std::function<void()>& asked) {
+  core.dispatcher.serve({"late"},
+                        [&loop = core.loop, asked](
+                            core::CallPtr, const core::Request&) -> asio::awaitable<core::Answer> {
+                          asked();
+                          asio::steady_timer long_time(loop, 1h);
+                          co_await long_time.async_wait(asio::use_awaitable);
+                          co_return core::Answer{VK_EOK};
+                        });
+}
+
 // Were an answer still to be taken, the next message would set the short time.
 TEST(AHungModule, IsNotOneThatTookItsAnswerOrLeftItWithItsLine) {
   TestCore core;
@@ -144,19 +156,13 @@ TEST(AHungModule, IsNotOneThatTookItsAnswerOrLeftItWithItsLine) {
 TEST(AHungModule, IsOneThatLeftItsCall) {
   TestCore core;
   bool asked = false;
-  core.dispatcher.serve({"slow"},
-                        [&](core::CallPtr, const core::Request&) -> asio::awaitable<core::Answer> {
-                          asked = true;
-                          asio::steady_timer long_time(core.loop, 1h);
-                          co_await long_time.async_wait(asio::use_awaitable);
-                          co_return core::Answer{VK_EOK};
-                        });
+  answer_late(core, [&] { asked = true; });
   Serving hung(core);
   const auto calling = hung.module.calling();
   TestLine client(core);
   client.send("a");
   ASSERT_TRUE(hung.line->request().has_value());
-  calling->send("slow");
+  calling->send("late");
   ASSERT_TRUE(core.until([&] { return asked; }));
   core.settings.answer = 60ms;  // from the next setting of the clock
   calling->hang_up();
@@ -164,23 +170,41 @@ TEST(AHungModule, IsOneThatLeftItsCall) {
   EXPECT_TRUE(hung.module.main().is_dropped());
 }
 
+// Sends a request and leaves without its answer.
+void ask_and_leave(TestCore& core, const std::string& path) {
+  TestLine client(core);
+  client.send(path);
+  client.is_quiet();
+  const std::size_t lines = core.server.lines();
+  client.hang_up();
+  EXPECT_TRUE(core.until([&] { return core.server.lines() < lines; }));
+}
+
 // Whoever leaves without an answer still costs what was begun on his behalf, so that is limited.
 TEST(CallersThatLeft, DoNotMakeTheCoreDoMoreThanItHasLines) {
   core::Settings settings;
   settings.lines = 8;
-  settings.queue = 1000;
+  TestCore core(settings);
+  int asked = 0;
+  answer_late(core, [&] { ++asked; });
+  for (int i = 0; i != 20; ++i) ask_and_leave(core, "late");
+  EXPECT_EQ(asked, 8);
+  TestLine last(core);
+  EXPECT_EQ(last.call("late"), int{VK_EBUSY});
+}
+
+TEST(CallersThatLeft, KeepNobodyOutOfAQueue) {
+  core::Settings settings;
+  settings.lines = 8;
+  settings.queue = 2;
   TestCore core(settings);
   Serving silent(core);
-  for (int i = 0; i != 20; ++i) {
-    TestLine client(core);
-    client.send("a");
-    EXPECT_TRUE(client.is_quiet() || i >= 8) << i;
-    const std::size_t lines = core.server.lines();
-    client.hang_up();
-    EXPECT_TRUE(core.until([&] { return core.server.lines() < lines; }));
-  }
+  TestLine first(core);
+  first.send("a");
+  for (int i = 0; i != 20; ++i) ask_and_leave(core, "a");
   TestLine last(core);
-  EXPECT_EQ(last.call("a"), int{VK_EBUSY});
+  last.send("a");
+  EXPECT_TRUE(last.is_quiet());
 }
 
 TEST(AModuleThatDies, IsAnsweredForAtOnce) {
