@@ -1,7 +1,5 @@
 #include "core/agent.h"
 
-#include <unistd.h>
-
 #include <asio/steady_timer.hpp>
 #include <csignal>
 #include <exception>
@@ -79,10 +77,7 @@ void Agent::await_signal() {
 }
 
 // Whoever keeps asking for what is broken does not fill the log.
-void Agent::report(const std::string& text) {
-  const Peer own = {geteuid(), getegid(), getpid(), true};
-  budget_.complain(own, text);
-}
+void Agent::report(const std::string& text) { budget_.complain(own_peer(), text); }
 
 Complain Agent::complainer() {
   return [this](const Peer& cause, const std::string& text) { budget_.complain(cause, text); };

@@ -33,9 +33,12 @@ struct Call {
   Peer peer;
   std::string module;  ///< the name of the module that asks; empty for a plain client and the core
   uint64_t line = 0;   ///< the number of the line that it came on; 0 for the core's own
-  bool over = false;   ///< nobody waits for its answer: it was given, or the line has gone
+  bool over = false;   ///< of one that came on a line: it was answered, or the line has gone
 };
 using CallPtr = std::shared_ptr<const Call>;
+
+/// The core as who asks.
+Peer own_peer();
 
 /// A call of the core itself.
 /// @param parent on whose behalf; null for its own
@@ -51,7 +54,7 @@ struct Request {
 struct Answer {
   uint32_t status = VK_EOK;
   Bytes value = {};      ///< a tree in the bytes of the wire; empty stands for any
-  bool unheard = false;  ///< the status is the core's word on a module of which it has no answer
+  bool unheard = false;  ///< the line ended before an answer came: the status is not a module's
 };
 
 }  // namespace vesk::core

@@ -61,7 +61,8 @@ asio::awaitable<void> fetch(CallPtr cause, Request request,
   }
 }
 
-// What a service calls before it waits is on behalf of the call that it answers.
+// What a service calls before it waits is on behalf of the call that it answers. The one that is
+// made here stands for the router's own, which is as deep.
 void begin(Request request, const std::shared_ptr<std::optional<Answer>>& answer) {
   CallPtr cause = OnBehalf::current();
   const OnBehalf nested(own_call(cause));

@@ -107,7 +107,7 @@ asio::awaitable<void> SocketLine::ask_one() {
 void SocketLine::ask(Message message, std::function<void(Answer)> done) {
   if (closed_) {
     unsent_ = std::move(message);
-    asio::post(socket_.get_executor(), [done = std::move(done)] { done({VK_EIO}); });
+    asio::post(socket_.get_executor(), [done = std::move(done)] { done({VK_EIO, {}, true}); });
     return;
   }
   question_ = Question{std::move(message), std::move(done)};

@@ -69,7 +69,7 @@ std::size_t size_of(const Path& path) {
   return size;
 }
 
-// An answer that breaks a limit is like one that would, not a handler's word on what it was asked.
+// An answer that breaks a limit, or the format, is no handler's word on what it was asked.
 uint32_t status_of(const Answer& answer) {
   return answer.unheard && answer.status == VK_EINVAL ? VK_ENOMEM : answer.status;
 }
@@ -208,10 +208,9 @@ void Walk::add_children(Names& names, const Registration& from, const Path& path
 
 // Counted to whoever asks, who could have it met again and again.
 void Walk::tell_dropped(const Registration& from, const Path& path, const std::string& name) const {
-  const CallPtr asker = call_ == nullptr ? own_call(nullptr) : call_;
-  complain_(asker->peer, "The module " + escaped(from.module) +
-                             " names a child that nothing can be called, " + escaped(name) +
-                             ", of " + escaped(joined(path)));
+  complain_(call_ == nullptr ? own_peer() : call_->peer,
+            "The module " + escaped(from.module) + " names a child that nothing can be called, " +
+                escaped(name) + ", of " + escaped(joined(path)));
 }
 
 asio::awaitable<std::optional<Path>> Walk::children(Path path) {

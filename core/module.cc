@@ -80,7 +80,8 @@ void Module::take_answer(std::list<Item>::iterator item, Answer answer) noexcept
     idle_.push_back(answered.line);
     heard();
   }
-  if (take_back(answered) && accepts() && !idle_.empty()) {
+  const bool wanted = !answered.task->call->over;
+  if (wanted && take_back(answered) && accepts() && !idle_.empty()) {
     hand_or_refuse(answered.task);
   } else {
     answered.task->done(std::move(answer));

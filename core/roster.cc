@@ -115,8 +115,8 @@ void Roster::drop(ModulePtr module, uint32_t status) noexcept {
 void Roster::tell(const Module& module, bool attached) noexcept try {
   watcher_(module.name(), attached);
 } catch (const std::exception&) {
-  complain(module, attached ? "has begun, of which not all are told"
-                            : "has ended, of which not all are told");
+  complain(module, attached ? "has begun, and not all could be told"
+                            : "has ended, and not all could be told");
 }
 
 void Roster::complain(const Module& module, const char* what) const noexcept try {

@@ -155,7 +155,7 @@ TEST_F(InTheCore, TheLoopRunsOnlySoDeepWithinItself) {
   EXPECT_EQ(std::count(results.begin(), results.end(), VK_EOK), core::Hook::kDeepest);
 }
 
-TEST_F(InTheCore, WhatDoesNotSuspendIsAnsweredAtAnyDepth) {
+TEST_F(InTheCore, WhatDoesNotSuspendTakesNoneOfThatDepth) {
   answer_at("a", giving(VK_EFOUND));
   answer_at("b", [](core::CallPtr, const core::Request& request) -> asio::awaitable<core::Answer> {
     const uint32_t left = request.action;

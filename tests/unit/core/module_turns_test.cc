@@ -61,6 +61,16 @@ TEST_F(ModuleTurns, WhoHasGoneTakesNobodysPlace) {
   EXPECT_EQ(*fourth, -1);
 }
 
+TEST_F(ModuleTurns, WhoHasGoneIsNotAskedOnAnotherLine) {
+  begin(2);
+  const auto leaver = std::make_shared<core::Call>();
+  const auto gone = submit(1, leaver);
+  leaver->over = true;
+  lines[0]->fail_unsent();
+  EXPECT_EQ(*gone, int{VK_EIO});
+  EXPECT_THAT(lines[1]->asked, IsEmpty());
+}
+
 TEST_F(ModuleTurns, WhoHasGoneIsNotHandedOver) {
   begin(2);
   submit(1);
