@@ -54,6 +54,20 @@ FakeCore::Script passing(int registrations = 0) {
   };
 }
 
+/// A core that is told of "first" and "second", numbers 1 and 2, does what the script says, and
+/// goes.
+FakeCore::Script told_of_both(
+    const std::function<void(const Listener& listener, const Peer& serving, const Peer& calling)>&
+        script) {
+  return [=](const Listener& listener) {
+    const Peer main = listener.main_line();
+    const Peer serving = listener.serving_line();
+    const Peer calling = listener.calling_line();
+    for (int told = 0; told != 2; ++told) acknowledged(calling);
+    script(listener, serving, calling);
+  };
+}
+
 /// What comes behind the next two descriptors.
 rlim_t behind_two() {
   const rt::Fd first(dup(0));
@@ -80,6 +94,13 @@ class Holder {
 
 class ModuleLoss : public ModuleTest {
  protected:
+  void register_both() {
+    start = [this](void**) {
+      EXPECT_EQ(VK_EOK, registered("first", first));
+      return registered("second", second);
+    };
+  }
+
   Handler first = [](vk_frame&, void*) { return VK_EOK; };
   Handler second = [](vk_frame&, void*) { return VK_EOK; };
 };
@@ -130,22 +151,16 @@ TEST_F(ModuleLoss, LeavesACallTheAnswerThatCameBefore) {
     EXPECT_EQ(VK_EIO, called("lost"));
     return VK_EOK;
   };
-  core.emplace([&](const Listener& listener) {
-    const Peer main = listener.main_line();
-    const Peer serving = listener.serving_line();
-    const Peer calling = listener.calling_line();
-    for (int request = 0; request < 2; ++request) acknowledged(calling);
-    serving.ask(1, "first", 0);
-    const Peer spare = listener.serving_line();
-    calling.read_request();
-    spare.ask(2, "second", 0);
-    serving_both.pass();
-    calling.answer(VK_EAUTH);
-  });
-  start = [&](void**) {
-    EXPECT_EQ(VK_EOK, registered("first", first));
-    return registered("second", second);
-  };
+  core.emplace(
+      told_of_both([&](const Listener& listener, const Peer& serving, const Peer& calling) {
+        serving.ask(1, "first", 0);
+        const Peer spare = listener.serving_line();
+        calling.read_request();
+        spare.ask(2, "second", 0);
+        serving_both.pass();
+        calling.answer(VK_EAUTH);
+      }));
+  register_both();
   begin();
   run_until([&] { return done; });
 }
@@ -169,26 +184,20 @@ TEST_F(ModuleLoss, LeavesACallTheAnswerThatWasReadBefore) {
     read.open();
     return VK_EOK;
   };
-  core.emplace([&](const Listener& listener) {
-    const Peer main = listener.main_line();
-    const Peer serving = listener.serving_line();
-    const Peer calling = listener.calling_line();
-    for (int request = 0; request < 2; ++request) acknowledged(calling);
-    serving.ask(1, "first", 0);
-    const Peer spare = listener.serving_line();
-    calling.read_request();
-    spare.ask(1, "first", 1);
-    const Peer last = listener.serving_line();
-    const Peer inner = listener.calling_line();
-    inner.read_request();
-    calling.answer(VK_EAUTH);
-    last.ask(2, "second", 0);
-    read.pass();
-  });
-  start = [&](void**) {
-    EXPECT_EQ(VK_EOK, registered("first", first));
-    return registered("second", second);
-  };
+  core.emplace(
+      told_of_both([&](const Listener& listener, const Peer& serving, const Peer& calling) {
+        serving.ask(1, "first", 0);
+        const Peer spare = listener.serving_line();
+        calling.read_request();
+        spare.ask(1, "first", 1);
+        const Peer last = listener.serving_line();
+        const Peer inner = listener.calling_line();
+        inner.read_request();
+        calling.answer(VK_EAUTH);
+        last.ask(2, "second", 0);
+        read.pass();
+      }));
+  register_both();
   begin();
   run_until([&] { return done; });
 }
@@ -255,10 +264,7 @@ TEST_F(ModuleLoss, TellsTheNextCoreNothingOfAHookThatWasDeletedByAnotherText) {
 TEST_F(ModuleLoss, ForgetsAHandlerThatIsUnregisteredMeanwhile) {
   const Gate back;
   core.emplace(passing(2));
-  start = [&](void**) {
-    EXPECT_EQ(VK_EOK, registered("first", first));
-    return registered("second", second);
-  };
+  register_both();
   begin();
   core->restart(told({{"sys.handler.add", handler_at("second", 2)}}, &back));
   EXPECT_EQ(VK_EIO, called("a"));
