@@ -49,7 +49,7 @@ bool is_leaf(const vk_value& value);
 /// How many nodes there are, the node itself included.
 uint32_t count_nodes(const vk_value& value);
 
-/// The member that is a boolean other than 0.
+/// Whether an answer has the member as a boolean other than 0; requests are read by `flag_of`.
 bool flag(const vk_value& value, const char* name);
 
 /// What was made, or `std::bad_alloc`.

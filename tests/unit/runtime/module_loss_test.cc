@@ -54,17 +54,20 @@ FakeCore::Script passing(int registrations = 0) {
   };
 }
 
-/// A core that is told of "first" and "second", numbers 1 and 2, does what the script says, and
-/// goes.
-FakeCore::Script told_of_both(
-    const std::function<void(const Listener& listener, const Peer& serving, const Peer& calling)>&
+/// A core that is told of "first" and "second", numbers 1 and 2, asks "first", which makes a call
+/// without an answer so far, does what the script says, and goes.
+FakeCore::Script awaited_by_first(
+    const std::function<void(const Listener& listener, const Peer& spare, const Peer& calling)>&
         script) {
   return [=](const Listener& listener) {
     const Peer main = listener.main_line();
     const Peer serving = listener.serving_line();
     const Peer calling = listener.calling_line();
     for (int told = 0; told != 2; ++told) acknowledged(calling);
-    script(listener, serving, calling);
+    serving.ask(1, "first", 0);
+    const Peer spare = listener.serving_line();
+    calling.read_request();
+    script(listener, spare, calling);
   };
 }
 
@@ -151,15 +154,11 @@ TEST_F(ModuleLoss, LeavesACallTheAnswerThatCameBefore) {
     EXPECT_EQ(VK_EIO, called("lost"));
     return VK_EOK;
   };
-  core.emplace(
-      told_of_both([&](const Listener& listener, const Peer& serving, const Peer& calling) {
-        serving.ask(1, "first", 0);
-        const Peer spare = listener.serving_line();
-        calling.read_request();
-        spare.ask(2, "second", 0);
-        serving_both.pass();
-        calling.answer(VK_EAUTH);
-      }));
+  core.emplace(awaited_by_first([&](const Listener&, const Peer& spare, const Peer& calling) {
+    spare.ask(2, "second", 0);
+    serving_both.pass();
+    calling.answer(VK_EAUTH);
+  }));
   register_both();
   begin();
   run_until([&] { return done; });
@@ -185,10 +184,7 @@ TEST_F(ModuleLoss, LeavesACallTheAnswerThatWasReadBefore) {
     return VK_EOK;
   };
   core.emplace(
-      told_of_both([&](const Listener& listener, const Peer& serving, const Peer& calling) {
-        serving.ask(1, "first", 0);
-        const Peer spare = listener.serving_line();
-        calling.read_request();
+      awaited_by_first([&](const Listener& listener, const Peer& spare, const Peer& calling) {
         spare.ask(1, "first", 1);
         const Peer last = listener.serving_line();
         const Peer inner = listener.calling_line();
